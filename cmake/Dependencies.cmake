@@ -1,0 +1,48 @@
+# Third-party libraries: installed by scripts/setup, never copied into the tree.
+
+if(ORVANE_WINDOWS)
+  # cJSON is compiled from Debian's source package into the executable and
+  # exported from it (its header marks the interface dllexport on Windows).
+  file(GLOB ORVANE_CJSON_DIRS "${CMAKE_SOURCE_DIR}/.deps/cjson-*")
+  list(GET ORVANE_CJSON_DIRS 0 ORVANE_CJSON_DIR)
+  if(NOT EXISTS "${ORVANE_CJSON_DIR}/cJSON.c")
+    message(FATAL_ERROR "cJSON's source is missing: run scripts/setup")
+  endif()
+  add_library(orvane_cjson STATIC "${ORVANE_CJSON_DIR}/cJSON.c")
+  target_include_directories(orvane_cjson PUBLIC "${ORVANE_CJSON_DIR}")
+  target_compile_definitions(orvane_cjson PUBLIC CJSON_EXPORT_SYMBOLS)
+  target_compile_options(orvane_cjson PRIVATE -w)
+
+  set(ORVANE_PLATFORM_SYSTEM_LIBS bcrypt crypt32 ole32 oleaux32 shlwapi shell32 user32 advapi32 version)
+  list(REMOVE_ITEM ORVANE_PLATFORM_SYSTEM_LIBS oleaux32)
+  list(APPEND ORVANE_PLATFORM_SYSTEM_LIBS oleaut32 uuid)
+else()
+  find_path(ORVANE_CJSON_INCLUDE cjson/cJSON.h REQUIRED)
+  find_library(ORVANE_CJSON_LIB cjson REQUIRED)
+  add_library(orvane_cjson INTERFACE)
+  target_include_directories(orvane_cjson INTERFACE "${ORVANE_CJSON_INCLUDE}/cjson")
+  target_link_libraries(orvane_cjson INTERFACE "${ORVANE_CJSON_LIB}")
+
+  find_library(ORVANE_MBEDCRYPTO_LIB mbedcrypto REQUIRED)
+  set(ORVANE_PLATFORM_SYSTEM_LIBS "${ORVANE_MBEDCRYPTO_LIB}" pthread)
+endif()
+
+find_package(ZLIB REQUIRED)
+
+if(ORVANE_BUILD_TESTS)
+  if(ORVANE_WINDOWS)
+    # GoogleTest from Debian's source package, cross-built with the tests.
+    set(gtest_disable_pthreads OFF CACHE BOOL "" FORCE)
+    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+    add_subdirectory(/usr/src/googletest "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL)
+    add_library(GTest::gtest ALIAS gtest)
+    add_library(GTest::gtest_main ALIAS gtest_main)
+    add_library(GTest::gmock ALIAS gmock)
+  else()
+    find_package(GTest REQUIRED)
+  endif()
+endif()
+
+if(ORVANE_BUILD_BENCHMARKS AND NOT ORVANE_WINDOWS)
+  find_package(benchmark REQUIRED)
+endif()
