@@ -1,0 +1,101 @@
+// Oracle: our splitting rules against the system's own CommandLineToArgvW,
+// over a table of awkward command lines, and the quoting read back by it.
+#include <windows.h>
+#include <shellapi.h>
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/argv_rules.h"
+#include "platform/unicode.h"
+#include "platform/win_text.h"
+
+namespace platform {
+namespace {
+
+using List = std::vector<std::u16string>;
+
+List SystemSplit(const std::u16string& line) {
+  int count = 0;
+  wchar_t** argv = CommandLineToArgvW(AsWide(line), &count);
+  List out;
+  if (argv == nullptr) return out;
+  for (int i = 0; i < count; ++i) out.push_back(FromWide(argv[i]));
+  LocalFree(argv);
+  return out;
+}
+
+std::string Show(const List& list) {
+  std::string out = "[";
+  for (const auto& s : list) out += "<" + Utf16ToUtf8(s) + ">";
+  return out + "]";
+}
+
+TEST(ArgvRulesWinTest, SplitMatchesCommandLineToArgvW) {
+  const std::u16string lines[] = {
+      u"prog",
+      u"prog\nx y",
+      u"prog\n x",
+      u"prog\tx",
+      u"prog\x01x",
+      u"\"a b\"\tc",
+      u"p \"a\"\"\"b c\"",
+      u"prog a b",
+      u"prog  a\t\tb  ",
+      u"  a b",
+      u" ",
+      u"\t",
+      u"\"C:\\Program Files\\x.exe\" a",
+      u"\"C:\\dir\\\" a",
+      u"\"a b\"c d",
+      u"\"unterminated name",
+      u"a\"b c",
+      u"\"\" x",
+      u"C:\\dir\\prog.exe \"a\"",
+      u"p \"a b\" c",
+      u"p a\"b c\"d",
+      u"p \"\"",
+      u"p \"\" \"\"",
+      u"p \"unterminated arg",
+      u"p a\\b c\\\\d",
+      u"p a\\\"b",
+      u"p a\\\\\"b c\"",
+      u"p a\\\\\\\"b",
+      u"p \"C:\\dir\\\\\" x",
+      u"p \"C:\\dir\\\" x",
+      u"p trailing\\",
+      u"p \"a\"\"b c\"",
+      u"p \"\"\"\"",
+      u"p \"\"\"",
+      u"p a\"\"b",
+      u"p \"a\"\"\"b\"",
+      u"p \\\\\\\\\"",
+      u"p a\nb\vc",
+      u"p --url=\"https://x/?a=1&b=2\" --flag",
+      u"p \u00e9\u4e2d \U0001F600",
+  };
+  for (size_t i = 0; i < sizeof lines / sizeof lines[0]; ++i) {
+    const List ours = SplitCommandLine(lines[i]);
+    const List system = SystemSplit(lines[i]);
+    EXPECT_EQ(ours, system) << "line " << i << " <" << Utf16ToUtf8(lines[i]) << ">: ours " << Show(ours)
+                            << " system " << Show(system);
+  }
+}
+
+TEST(ArgvRulesWinTest, CommandLineToArgvWReadsOurQuotingBack) {
+  const List awkward = {
+      u"",        u" ",         u"plain",        u"two words",           u"\"",
+      u"\"\"",    u"\\",        u"\\\\",         u"\\\"",                u"a\\\\\"b",
+      u"C:\\Program Files\\",   u"trailing\\",   u"mid\"dle",            u"tab\tand space",
+      u"\u00e9\u4e2d\U0001F600", u"\\\\server\\share\\a b\\",
+  };
+  const List system = SystemSplit(u"\"C:\\x y\\prog.exe\" " + JoinArguments(awkward));
+  ASSERT_FALSE(system.empty());
+  EXPECT_EQ(system[0], u"C:\\x y\\prog.exe");
+  EXPECT_EQ(List(system.begin() + 1, system.end()), awkward) << Show(system);
+}
+
+}  // namespace
+}  // namespace platform

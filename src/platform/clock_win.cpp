@@ -1,0 +1,50 @@
+// Wall clock, local time and the performance counter.
+#include <windows.h>
+#include <sys/timeb.h>
+
+#include <ctime>
+
+#include "platform/win_platform.h"
+
+namespace platform {
+
+uint64_t WinPlatform::NowMs() {
+  struct __timeb64 now = {};
+  if (::_ftime64_s(&now) != 0) {
+    return 0;
+  }
+  return static_cast<uint64_t>(now.time) * 1000u + now.millitm;
+}
+
+bool WinPlatform::ToLocalTime(int64_t seconds, LocalTimeParts* out) {
+  __time64_t value = seconds;
+  struct tm parts = {};
+  if (::_localtime64_s(&parts, &value) != 0) {
+    return false;
+  }
+  out->year = parts.tm_year + 1900;
+  out->month = parts.tm_mon + 1;
+  out->day = parts.tm_mday;
+  out->hour = parts.tm_hour;
+  out->minute = parts.tm_min;
+  out->second = parts.tm_sec;
+  return true;
+}
+
+uint64_t WinPlatform::MonotonicNs() {
+  static const uint64_t frequency = [] {
+    LARGE_INTEGER f = {};
+    ::QueryPerformanceFrequency(&f);
+    return f.QuadPart > 0 ? static_cast<uint64_t>(f.QuadPart) : 1u;
+  }();
+  LARGE_INTEGER counter = {};
+  ::QueryPerformanceCounter(&counter);
+  const uint64_t ticks = static_cast<uint64_t>(counter.QuadPart);
+  // Whole seconds and the remainder apart, so that the product cannot
+  // overflow for any uptime.
+  return ticks / frequency * 1000000000u + ticks % frequency * 1000000000u / frequency;
+}
+
+void WinPlatform::SleepMs(uint32_t ms) { ::Sleep(ms); }
+
+}  // namespace platform

@@ -1,0 +1,273 @@
+// Files and directories with the contracts of the Windows calls: paths come
+// in Windows form, names match without regard to ASCII case, failures carry
+// the Windows error codes.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include "platform/posix_platform.h"
+#include "platform/unicode.h"
+
+namespace platform {
+namespace {
+
+using posix::MapErrno;
+using posix::SetError;
+
+std::string ParentOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return std::string();
+  return slash == 0 ? std::string("/") : path.substr(0, slash);
+}
+
+std::string NameOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// '*' any run, '?' one unit; ASCII case folded. "*.*" matches every name,
+// as it does on Windows.
+bool MatchPattern(const std::u16string& pattern, const std::u16string& name) {
+  if (pattern == u"*.*") return true;
+  size_t p = 0, n = 0, starP = std::u16string::npos, starN = 0;
+  while (n < name.size()) {
+    if (p < pattern.size() && pattern[p] == u'*') {
+      starP = p++;
+      starN = n;
+    } else if (p < pattern.size() &&
+               (pattern[p] == u'?' || posix::FoldAscii(pattern[p]) == posix::FoldAscii(name[n]))) {
+      ++p;
+      ++n;
+    } else if (starP != std::u16string::npos) {
+      p = starP + 1;
+      n = ++starN;
+    } else {
+      return false;
+    }
+  }
+  while (p < pattern.size() && pattern[p] == u'*') ++p;
+  return p == pattern.size();
+}
+
+std::u16string FoldedName(const std::u16string& name) {
+  std::u16string folded = name;
+  for (char16_t& c : folded) c = posix::FoldAscii(c);
+  return folded;
+}
+
+}  // namespace
+
+bool PosixPlatform::PathExists(const std::u16string& path) {
+  std::string p;
+  if (!posix::ResolvePath(path, &p)) return false;
+  struct stat st;
+  if (::stat(p.c_str(), &st) != 0) {
+    SetError(MapErrno(errno, p));
+    return false;
+  }
+  SetError(kErrorSuccess);
+  return true;
+}
+
+bool PosixPlatform::PathIsDir(const std::u16string& path) {
+  std::string p;
+  if (!posix::ResolvePath(path, &p)) return false;
+  struct stat st;
+  if (::stat(p.c_str(), &st) != 0) {
+    SetError(MapErrno(errno, p));
+    return false;
+  }
+  SetError(kErrorSuccess);
+  return S_ISDIR(st.st_mode);
+}
+
+int32_t PosixPlatform::MakeDirectoryTree(const std::u16string& path) {
+  std::string p;
+  if (!posix::ResolvePath(path, &p)) return static_cast<int32_t>(kErrorPathNotFound);
+  while (p.size() > 1 && p.back() == '/') p.pop_back();
+  struct stat st;
+  if (::stat(p.c_str(), &st) == 0) {
+    SetError(kErrorAlreadyExists);
+    return static_cast<int32_t>(kErrorAlreadyExists);
+  }
+  // Create each missing level from the top; ResolveCase has already given
+  // the existing levels their letter case.
+  size_t pos = p[0] == '/' ? 1 : 0;
+  while (true) {
+    const size_t slash = p.find('/', pos);
+    const std::string prefix = slash == std::string::npos ? p : p.substr(0, slash);
+    if (!prefix.empty() && ::mkdir(prefix.c_str(), 0777) != 0) {
+      const int err = errno;
+      const bool last = slash == std::string::npos;
+      if (err == EEXIST && ::stat(prefix.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+        if (last) {  // made by someone else in the meantime
+          SetError(kErrorAlreadyExists);
+          return static_cast<int32_t>(kErrorAlreadyExists);
+        }
+      } else {
+        // A file where a directory should be is a path that cannot be found.
+        const uint32_t code = err == EEXIST && !last ? kErrorPathNotFound
+                              : err == EEXIST        ? kErrorAlreadyExists
+                                                     : MapErrno(err, prefix, true);
+        SetError(code);
+        return static_cast<int32_t>(code);
+      }
+    }
+    if (slash == std::string::npos) break;
+    pos = slash + 1;
+  }
+  SetError(kErrorSuccess);
+  return 0;
+}
+
+bool PosixPlatform::MovePath(const std::u16string& from, const std::u16string& to, uint32_t flags) {
+  std::string src, dst, dstAsWritten;
+  if (!posix::ResolvePath(from, &src) || !posix::ToPosixPath(to, &dstAsWritten)) return false;
+  dst = posix::ResolveCase(dstAsWritten);
+  struct stat ss, ds;
+  if (::lstat(src.c_str(), &ss) != 0) {
+    SetError(MapErrno(errno, src));
+    return false;
+  }
+  const bool replace = (flags & kMoveFileReplaceExisting) != 0;
+  int rc;
+  if (::lstat(dst.c_str(), &ds) == 0) {
+    if (ss.st_dev == ds.st_dev && ss.st_ino == ds.st_ino) {
+      // The same file named in another letter case: a rename of the case.
+      const std::string parent = ParentOf(dst);
+      const std::string name = NameOf(dstAsWritten);
+      dst = parent.empty() ? name : parent == "/" ? "/" + name : parent + "/" + name;
+      if (dst == src) {
+        SetError(kErrorSuccess);
+        return true;
+      }
+      rc = ::rename(src.c_str(), dst.c_str());
+    } else if (!replace) {
+      SetError(kErrorAlreadyExists);
+      return false;
+    } else if (S_ISDIR(ds.st_mode) || S_ISDIR(ss.st_mode)) {
+      // Windows replaces files only; a directory on either side is refused.
+      SetError(kErrorAccessDenied);
+      return false;
+    } else {
+      rc = ::rename(src.c_str(), dst.c_str());
+    }
+  } else if (!replace) {
+    rc = ::renameat2(AT_FDCWD, src.c_str(), AT_FDCWD, dst.c_str(), RENAME_NOREPLACE);
+    if (rc != 0 && (errno == EINVAL || errno == ENOSYS)) rc = ::rename(src.c_str(), dst.c_str());
+  } else {
+    rc = ::rename(src.c_str(), dst.c_str());
+  }
+  if (rc != 0) {
+    const int err = errno;
+    SetError(err == EEXIST || err == ENOTEMPTY ? kErrorAlreadyExists : MapErrno(err, dst, true));
+    return false;
+  }
+  SetError(kErrorSuccess);
+  return true;
+}
+
+bool PosixPlatform::DeleteOneFile(const std::u16string& path) {
+  std::string p;
+  if (!posix::ResolvePath(path, &p)) return false;
+  if (::unlink(p.c_str()) != 0) {
+    SetError(MapErrno(errno, p));
+    return false;
+  }
+  SetError(kErrorSuccess);
+  return true;
+}
+
+bool PosixPlatform::RemoveOneDirectory(const std::u16string& path) {
+  std::string p;
+  if (!posix::ResolvePath(path, &p)) return false;
+  if (::rmdir(p.c_str()) != 0) {
+    const int err = errno;
+    SetError(err == EEXIST || err == ENOTEMPTY ? kErrorDirNotEmpty
+             : err == ENOTDIR                  ? posix::kErrorDirectory
+                                               : MapErrno(err, p));
+    return false;
+  }
+  SetError(kErrorSuccess);
+  return true;
+}
+
+bool PosixPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) {
+  const size_t cut = pattern.rfind(u'\\');
+  std::u16string dirPart = cut == std::u16string::npos ? u"." : pattern.substr(0, cut == 0 ? 1 : cut);
+  const std::u16string namePattern = cut == std::u16string::npos ? pattern : pattern.substr(cut + 1);
+  std::string dirPath;
+  if (!posix::ResolvePath(dirPart, &dirPath)) return false;
+  DIR* dir = ::opendir(dirPath.c_str());
+  if (dir == nullptr) {
+    const int err = errno;
+    SetError(err == ENOENT ? kErrorPathNotFound : MapErrno(err, dirPath));
+    return false;
+  }
+  std::vector<DirEntry> found;
+  while (const dirent* entry = ::readdir(dir)) {
+    const std::string name = entry->d_name;
+    // A Linux name with a backslash has no Windows spelling: the core would
+    // read it as two components, so it is not listed.
+    if (name.find('\\') != std::string::npos) continue;
+    DirEntry item;
+    item.name = Utf8ToUtf16(name);
+    if (!MatchPattern(namePattern, item.name)) continue;
+    struct stat st;
+    if (::fstatat(::dirfd(dir), entry->d_name, &st, 0) == 0 ||
+        ::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) == 0) {
+      item.attributes = posix::AttributesOf(st);
+    } else {
+      item.attributes = kFileAttributeNormal;
+    }
+    found.push_back(std::move(item));
+  }
+  ::closedir(dir);
+  if (found.empty()) {
+    SetError(kErrorFileNotFound);
+    return false;
+  }
+  // NTFS lists names in folded order; "." and ".." come first.
+  std::sort(found.begin(), found.end(), [](const DirEntry& a, const DirEntry& b) {
+    const int ra = a.name == u"." ? 0 : a.name == u".." ? 1 : 2;
+    const int rb = b.name == u"." ? 0 : b.name == u".." ? 1 : 2;
+    if (ra != rb) return ra < rb;
+    return FoldedName(a.name) < FoldedName(b.name);
+  });
+  *entries = std::move(found);
+  SetError(kErrorSuccess);
+  return true;
+}
+
+uint32_t PosixPlatform::GetAttributes(const std::u16string& path) {
+  std::string p;
+  if (!posix::ResolvePath(path, &p)) return 0xFFFFFFFFu;
+  struct stat st;
+  if (::stat(p.c_str(), &st) != 0) {
+    SetError(MapErrno(errno, p));
+    return 0xFFFFFFFFu;
+  }
+  SetError(kErrorSuccess);
+  return posix::AttributesOf(st);
+}
+
+std::FILE* PosixPlatform::OpenStream(const std::u16string& path, const char* mode) {
+  std::string p;
+  if (!posix::ResolvePath(path, &p)) return nullptr;
+  // "e": O_CLOEXEC, so no stream of ours reaches a started process.
+  const std::string fullMode = std::string(mode) + "e";
+  std::FILE* stream = std::fopen(p.c_str(), fullMode.c_str());
+  if (stream == nullptr) {
+    SetError(MapErrno(errno, p));
+    return nullptr;
+  }
+  SetError(kErrorSuccess);
+  return stream;
+}
+
+}  // namespace platform

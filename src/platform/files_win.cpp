@@ -1,0 +1,66 @@
+// Files and directories through the Win32 and shell path calls.
+#include <windows.h>
+#include <shlobj.h>
+#include <shlwapi.h>
+
+#include <cstdio>
+
+#include "platform/win_platform.h"
+#include "platform/win_text.h"
+
+namespace platform {
+
+bool WinPlatform::PathExists(const std::u16string& path) { return ::PathFileExistsW(AsWide(path)) != FALSE; }
+
+bool WinPlatform::PathIsDir(const std::u16string& path) { return ::PathIsDirectoryW(AsWide(path)) != FALSE; }
+
+int32_t WinPlatform::MakeDirectoryTree(const std::u16string& path) {
+  return ::SHCreateDirectoryExW(nullptr, AsWide(path), nullptr);
+}
+
+bool WinPlatform::MovePath(const std::u16string& from, const std::u16string& to, uint32_t flags) {
+  // Flags 0 is the plain MoveFileW of the callers that rename directories.
+  if (flags == 0) {
+    return ::MoveFileW(AsWide(from), AsWide(to)) != FALSE;
+  }
+  return ::MoveFileExW(AsWide(from), AsWide(to), flags) != FALSE;
+}
+
+bool WinPlatform::DeleteOneFile(const std::u16string& path) { return ::DeleteFileW(AsWide(path)) != FALSE; }
+
+bool WinPlatform::RemoveOneDirectory(const std::u16string& path) {
+  return ::RemoveDirectoryW(AsWide(path)) != FALSE;
+}
+
+bool WinPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) {
+  WIN32_FIND_DATAW data = {};
+  HANDLE find = ::FindFirstFileW(AsWide(pattern), &data);
+  if (find == INVALID_HANDLE_VALUE) {
+    return false;
+  }
+  std::vector<DirEntry> found;
+  do {
+    DirEntry entry;
+    entry.name = FromWide(data.cFileName);
+    entry.attributes = data.dwFileAttributes;
+    found.push_back(std::move(entry));
+  } while (::FindNextFileW(find, &data) != FALSE);
+  // The walk ends with ERROR_NO_MORE_FILES; FindClose keeps that last error
+  // on success.
+  ::FindClose(find);
+  *entries = std::move(found);
+  return true;
+}
+
+uint32_t WinPlatform::GetAttributes(const std::u16string& path) { return ::GetFileAttributesW(AsWide(path)); }
+
+std::FILE* WinPlatform::OpenStream(const std::u16string& path, const char* mode) {
+  // The modes are ASCII ("rb", "a+b" ...), so widening is a plain copy.
+  std::u16string wideMode;
+  for (const char* c = mode; *c != '\0'; ++c) {
+    wideMode.push_back(static_cast<char16_t>(static_cast<unsigned char>(*c)));
+  }
+  return ::_wfopen(AsWide(path), AsWide(wideMode));
+}
+
+}  // namespace platform

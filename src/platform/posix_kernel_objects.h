@@ -1,0 +1,75 @@
+// The objects behind the Linux backend's handles: processes, threads, named
+// mutexes (lock files) and named semaphores (POSIX semaphores with a lifetime
+// lock). Internal to the backend.
+#pragma once
+
+#include <semaphore.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/types.h"
+
+namespace platform {
+namespace posix {
+
+enum class ObjectKind { kProcess, kThread, kMutex, kSemaphore };
+
+struct KernelObject {
+  explicit KernelObject(ObjectKind k) : kind(k) {}
+  virtual ~KernelObject() = default;
+  const ObjectKind kind;
+};
+
+struct ProcessObject : KernelObject {
+  ProcessObject() : KernelObject(ObjectKind::kProcess) {}
+  pid_t pid = 0;
+  int pidfd = -1;         // -1 where the kernel has no pidfd_open
+  bool reaped = false;    // waitpid has collected the status
+  int status = 0;         // waitpid's status once reaped
+  bool terminated = false;
+  uint32_t terminateCode = 0;
+};
+
+// The primary thread of a started process. Waiting on it waits for the
+// process to end; it never reaps.
+struct ThreadObject : KernelObject {
+  ThreadObject() : KernelObject(ObjectKind::kThread) {}
+  pid_t pid = 0;
+};
+
+struct MutexObject : KernelObject {
+  MutexObject() : KernelObject(ObjectKind::kMutex) {}
+  int fd = -1;  // the lock file; -1 for an unnamed mutex
+  bool owned = false;
+  uint32_t recursion = 0;
+};
+
+struct SemaphoreObject : KernelObject {
+  SemaphoreObject() : KernelObject(ObjectKind::kSemaphore) {}
+  ~SemaphoreObject() override;
+  sem_t* sem = nullptr;
+  bool unnamed = false;   // sem is a process-local sem_init semaphore
+  int lifeFd = -1;        // held shared while this handle is open
+  int guardFd = -1;       // serialises create, open, release and close
+  std::string semName;    // the name given to sem_open
+  int32_t maximum = 0;
+};
+
+// The handle table: only handles in it are valid.
+Handle Register(std::unique_ptr<KernelObject> object);
+KernelObject* Lookup(Handle handle);
+std::unique_ptr<KernelObject> Unregister(Handle handle);
+
+// Named objects (named_objects_posix.cpp).
+uint32_t WaitMutex(MutexObject* mutex, uint32_t timeoutMs);
+uint32_t WaitSemaphore(SemaphoreObject* semaphore, uint32_t timeoutMs);
+void CloseSemaphore(SemaphoreObject* semaphore);
+
+// Milliseconds left until `deadlineNs` on the monotonic clock (0 when past).
+uint64_t MonotonicNowNs();
+
+}  // namespace posix
+}  // namespace platform

@@ -1,0 +1,192 @@
+// The Linux backend's instance, its last error and the path translation that
+// every file-system operation goes through.
+#include "platform/posix_platform.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "platform/unicode.h"
+
+namespace platform {
+
+Platform& Native() {
+  static PosixPlatform instance;
+  return instance;
+}
+
+uint32_t PosixPlatform::LastError() { return posix::ThreadLastError(); }
+
+void PosixPlatform::SetLastErrorCode(uint32_t code) { posix::SetError(code); }
+
+namespace posix {
+
+uint32_t& ThreadLastError() {
+  static thread_local uint32_t lastError = 0;
+  return lastError;
+}
+
+bool ParentExists(const std::string& posixPath) {
+  std::string path = posixPath;
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return true;  // relative to the current directory
+  const std::string parent = slash == 0 ? std::string("/") : path.substr(0, slash);
+  struct stat st;
+  return ::stat(parent.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+uint32_t MapErrno(int err, const std::string& posixPath, bool isDirectory) {
+  switch (err) {
+    case 0:
+      return kErrorSuccess;
+    case ENOENT:
+      return posixPath.empty() || ParentExists(posixPath) ? kErrorFileNotFound : kErrorPathNotFound;
+    case ENOTDIR:
+      return kErrorPathNotFound;
+    case EACCES:
+    case EPERM:
+    case EISDIR:
+      return kErrorAccessDenied;
+    case EEXIST:
+      return isDirectory ? kErrorAlreadyExists : kErrorFileExists;
+    case ENOTEMPTY:
+      return kErrorDirNotEmpty;
+    case EBUSY:
+    case ETXTBSY:
+      return kErrorSharingViolation;
+    case ENAMETOOLONG:
+      return kErrorFilenameExcedRange;
+    case ENOEXEC:
+      return kErrorBadExeFormat;
+    case EXDEV:
+      return kErrorNotSameDevice;
+    case ENOMEM:
+      return kErrorNotEnoughMemory;
+    case EINVAL:
+      return kErrorInvalidParameter;
+    case EBADF:
+      return kErrorInvalidHandle;
+    case EMFILE:
+    case ENFILE:
+      return kErrorTooManyOpenFiles;
+    case ENOSPC:
+    case EDQUOT:
+      return kErrorDiskFull;
+    case EROFS:
+      return kErrorWriteProtect;
+    case ELOOP:
+      return kErrorCantResolveFilename;
+    default:
+      return kErrorGenFailure;
+  }
+}
+
+char16_t FoldAscii(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; }
+
+bool EqualsIgnoreAsciiCase(const std::string& a, const std::string& b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (FoldAscii(static_cast<unsigned char>(a[i])) != FoldAscii(static_cast<unsigned char>(b[i]))) return false;
+  }
+  return true;
+}
+
+bool ToPosixPath(const std::u16string& path, std::string* out) {
+  if (path.size() >= 2 && path[1] == u':' &&
+      ((path[0] >= u'A' && path[0] <= u'Z') || (path[0] >= u'a' && path[0] <= u'z'))) {
+    SetError(kErrorPathNotFound);
+    return false;
+  }
+  std::u16string slashed = path;
+  for (char16_t& c : slashed) {
+    if (c == u'\\') c = u'/';
+  }
+  *out = Utf16ToUtf8(slashed);
+  return true;
+}
+
+std::u16string FromPosixPath(const std::string& path) {
+  std::u16string wide = Utf8ToUtf16(path);
+  for (char16_t& c : wide) {
+    if (c == u'/') c = u'\\';
+  }
+  return wide;
+}
+
+namespace {
+
+// Resolves `path` (no trailing slash) and tells whether the result exists.
+std::string ResolveExisting(const std::string& path, bool* exists) {
+  struct stat st;
+  if (::lstat(path.c_str(), &st) == 0) {
+    *exists = true;
+    return path;
+  }
+  *exists = false;
+  const size_t slash = path.rfind('/');
+  std::string parent;
+  std::string name;
+  if (slash == std::string::npos) {
+    name = path;
+  } else {
+    parent = slash == 0 ? std::string("/") : path.substr(0, slash);
+    name = path.substr(slash + 1);
+  }
+  if (name.empty() || name == "." || name == "..") return path;
+
+  std::string resolvedParent = parent;
+  if (!parent.empty()) {
+    bool parentExists = false;
+    resolvedParent = ResolveExisting(parent, &parentExists);
+    if (!parentExists) return resolvedParent + "/" + name;
+  }
+  const std::string joined = resolvedParent.empty() ? name
+                             : resolvedParent == "/" ? "/" + name
+                                                     : resolvedParent + "/" + name;
+  if (resolvedParent != parent && ::lstat(joined.c_str(), &st) == 0) {
+    *exists = true;
+    return joined;
+  }
+  DIR* dir = ::opendir(resolvedParent.empty() ? "." : resolvedParent.c_str());
+  if (dir == nullptr) return joined;
+  std::string match;
+  while (const dirent* entry = ::readdir(dir)) {
+    if (EqualsIgnoreAsciiCase(entry->d_name, name)) {
+      match = entry->d_name;
+      break;
+    }
+  }
+  ::closedir(dir);
+  if (match.empty()) return joined;
+  *exists = true;
+  return resolvedParent.empty() ? match : resolvedParent == "/" ? "/" + match : resolvedParent + "/" + match;
+}
+
+}  // namespace
+
+std::string ResolveCase(const std::string& path) {
+  if (path.empty()) return path;
+  size_t end = path.size();
+  while (end > 1 && path[end - 1] == '/') --end;
+  const std::string trailing = path.substr(end);
+  bool exists = false;
+  return ResolveExisting(path.substr(0, end), &exists) + trailing;
+}
+
+bool ResolvePath(const std::u16string& path, std::string* out) {
+  if (!ToPosixPath(path, out)) return false;
+  *out = ResolveCase(*out);
+  return true;
+}
+
+uint32_t AttributesOf(const struct stat& st) {
+  uint32_t attributes = 0;
+  if (S_ISDIR(st.st_mode)) attributes |= kFileAttributeDirectory;
+  if ((st.st_mode & S_IWUSR) == 0) attributes |= kFileAttributeReadOnly;
+  return attributes == 0 ? kFileAttributeNormal : attributes;
+}
+
+}  // namespace posix
+}  // namespace platform
