@@ -1,0 +1,100 @@
+// Test support for the log and its neighbours: a temporary directory in the
+// core's Windows path form, a fake platform, and a log file opened in it that
+// the test reads back byte for byte.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "base/log.h"
+#include "base/log_encoder.h"
+#include "gtest/gtest.h"
+#include "platform/fake_platform.h"
+
+namespace orvane_test {
+
+// The core speaks Windows paths; the native backend translates them.
+inline std::u16string ToCorePath(const std::filesystem::path& path) {
+  std::u16string text = path.u16string();
+  for (char16_t& c : text) {
+    if (c == u'/') c = u'\\';
+  }
+  return text;
+}
+
+class TempDir {
+ public:
+  TempDir() {
+    std::random_device random;
+    path_ = std::filesystem::temp_directory_path() / ("orvane_foundations_" + std::to_string(random()));
+    std::filesystem::create_directories(path_);
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+  std::u16string core() const { return ToCorePath(path_); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+inline std::string ReadFileBytes(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// The lines of a log text, each without its CR LF. A text that does not end
+// in CR LF gets a last element with the rest.
+inline std::vector<std::string> SplitLogLines(const std::string& text) {
+  std::vector<std::string> lines;
+  size_t pos = 0;
+  while (pos < text.size()) {
+    const size_t end = text.find("\r\n", pos);
+    if (end == std::string::npos) {
+      lines.push_back(text.substr(pos));
+      break;
+    }
+    lines.push_back(text.substr(pos, end - pos));
+    pos = end + 2;
+  }
+  return lines;
+}
+
+// The fixed prefix of a line with the fake's clock and ids.
+inline std::string LinePrefix(const std::string& level, const std::string& tag = "launcher") {
+  return "2025-11-14 13:22:06.123 [" + level + "][ 4312][ 9120] [" + tag + "] ";
+}
+
+constexpr char kBanner[] = "------------ Log start -------------";
+
+// A fake platform, clean log state and, with OpenLog(), a log file in a
+// temporary directory.
+class LogFileTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ResetLogStateForTesting(); }
+  void TearDown() override { ResetLogStateForTesting(); }
+
+  void OpenLog(const std::u16string& tag = u"launcher") {
+    SetLogFileTag(tag);
+    OpenLogFile(temp.core() + u"\\log", u"test.log");
+  }
+  std::filesystem::path LogPath() const { return temp.path() / "log" / "test.log"; }
+  std::string LogText() const { return ReadFileBytes(LogPath()); }
+  std::vector<std::string> LogLines() const { return SplitLogLines(LogText()); }
+
+  platform::FakePlatform fake;
+  TempDir temp;
+};
+
+}  // namespace orvane_test

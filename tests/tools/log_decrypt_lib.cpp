@@ -1,0 +1,194 @@
+#include "log_decrypt_lib.h"
+
+#include <fstream>
+#include <sstream>
+
+#include "mbedtls/bignum.h"
+#include "mbedtls/pk.h"
+#include "mbedtls/rsa.h"
+#include "mbedtls/version.h"
+
+namespace logdecrypt {
+
+struct LogKey::Impl {
+  Impl() {
+    mbedtls_mpi_init(&n);
+    mbedtls_mpi_init(&d);
+  }
+  ~Impl() {
+    mbedtls_mpi_free(&n);
+    mbedtls_mpi_free(&d);
+  }
+  mbedtls_mpi n;
+  mbedtls_mpi d;
+  size_t blockSize = 0;
+};
+
+LogKey::LogKey() = default;
+LogKey::~LogKey() = default;
+
+bool LogKey::LoadPem(const std::string& pem, std::string* error) {
+  impl_.reset();
+  mbedtls_pk_context pk;
+  mbedtls_pk_init(&pk);
+  // PEM input is parsed with its terminating NUL counted.
+  const auto* bytes = reinterpret_cast<const unsigned char*>(pem.c_str());
+#if MBEDTLS_VERSION_MAJOR >= 3
+  int rc = mbedtls_pk_parse_key(&pk, bytes, pem.size() + 1, nullptr, 0, nullptr, nullptr);
+#else
+  int rc = mbedtls_pk_parse_key(&pk, bytes, pem.size() + 1, nullptr, 0);
+#endif
+  if (rc != 0) {
+    if (error != nullptr) *error = "cannot parse the private key (mbedTLS error " + std::to_string(rc) + ")";
+    mbedtls_pk_free(&pk);
+    return false;
+  }
+  if (mbedtls_pk_get_type(&pk) != MBEDTLS_PK_RSA) {
+    if (error != nullptr) *error = "the key is not an RSA key";
+    mbedtls_pk_free(&pk);
+    return false;
+  }
+  auto impl = std::make_unique<Impl>();
+  const mbedtls_rsa_context* rsa = mbedtls_pk_rsa(pk);
+  rc = mbedtls_rsa_export(rsa, &impl->n, nullptr, nullptr, &impl->d, nullptr);
+  impl->blockSize = mbedtls_mpi_size(&impl->n);
+  mbedtls_pk_free(&pk);
+  if (rc != 0 || impl->blockSize == 0) {
+    if (error != nullptr) *error = "the key has no private exponent";
+    return false;
+  }
+  impl_ = std::move(impl);
+  return true;
+}
+
+bool LogKey::LoadFile(const std::string& path, std::string* error) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    if (error != nullptr) *error = "cannot open " + path;
+    return false;
+  }
+  std::ostringstream text;
+  text << in.rdbuf();
+  return LoadPem(text.str(), error);
+}
+
+size_t LogKey::BlockSize() const { return impl_ != nullptr ? impl_->blockSize : 0; }
+
+bool LogKey::DecryptBlocks(const std::vector<uint8_t>& cipher, std::vector<uint8_t>* plain) const {
+  const size_t b = BlockSize();
+  if (b == 0 || cipher.empty() || cipher.size() % b != 0) return false;
+  std::vector<uint8_t> out(cipher.size());
+  mbedtls_mpi c;
+  mbedtls_mpi m;
+  mbedtls_mpi_init(&c);
+  mbedtls_mpi_init(&m);
+  bool ok = true;
+  for (size_t pos = 0; ok && pos < cipher.size(); pos += b) {
+    ok = mbedtls_mpi_read_binary(&c, cipher.data() + pos, b) == 0 && mbedtls_mpi_cmp_mpi(&c, &impl_->n) < 0 &&
+         mbedtls_mpi_exp_mod(&m, &c, &impl_->d, &impl_->n, nullptr) == 0 &&
+         mbedtls_mpi_write_binary(&m, out.data() + pos, b) == 0;
+  }
+  mbedtls_mpi_free(&c);
+  mbedtls_mpi_free(&m);
+  if (ok) *plain = std::move(out);
+  return ok;
+}
+
+namespace {
+
+int Base64Value(char c) {
+  if (c >= 'A' && c <= 'Z') return c - 'A';
+  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
+  if (c >= '0' && c <= '9') return c - '0' + 52;
+  if (c == '+') return 62;
+  if (c == '/') return 63;
+  return -1;
+}
+
+}  // namespace
+
+bool DecodeBase64(const std::string& text, std::vector<uint8_t>* out) {
+  if (text.size() % 4 != 0) return false;
+  std::vector<uint8_t> bytes;
+  bytes.reserve(text.size() / 4 * 3);
+  for (size_t i = 0; i < text.size(); i += 4) {
+    const bool lastGroup = i + 4 == text.size();
+    int v[4];
+    int pad = 0;
+    for (int k = 0; k < 4; ++k) {
+      const char c = text[i + k];
+      if (c == '=' && lastGroup && k >= 2) {
+        v[k] = 0;
+        ++pad;
+        continue;
+      }
+      if (pad > 0) return false;  // a character after padding
+      v[k] = Base64Value(c);
+      if (v[k] < 0) return false;
+    }
+    const uint32_t group = (uint32_t(v[0]) << 18) | (uint32_t(v[1]) << 12) | (uint32_t(v[2]) << 6) | uint32_t(v[3]);
+    bytes.push_back(static_cast<uint8_t>(group >> 16));
+    if (pad < 2) bytes.push_back(static_cast<uint8_t>(group >> 8));
+    if (pad < 1) bytes.push_back(static_cast<uint8_t>(group));
+  }
+  *out = std::move(bytes);
+  return true;
+}
+
+bool IsEncryptedSpan(const std::string& token, size_t blockSize, std::vector<uint8_t>* cipher) {
+  if (blockSize == 0 || token.empty()) return false;
+  std::vector<uint8_t> bytes;
+  if (!DecodeBase64(token, &bytes)) return false;
+  if (bytes.empty() || bytes.size() % blockSize != 0) return false;
+  if (token.size() != (bytes.size() + 2) / 3 * 4) return false;
+  if (cipher != nullptr) *cipher = std::move(bytes);
+  return true;
+}
+
+bool DecryptSpan(const LogKey& key, const std::string& token, std::string* clear) {
+  std::vector<uint8_t> cipher;
+  if (!IsEncryptedSpan(token, key.BlockSize(), &cipher)) return false;
+  std::vector<uint8_t> plain;
+  if (!key.DecryptBlocks(cipher, &plain)) return false;
+  // Only the last block carries fill: its trailing zero bytes go.
+  const size_t lastBlock = plain.size() - key.BlockSize();
+  size_t end = plain.size();
+  while (end > lastBlock && plain[end - 1] == 0) --end;
+  clear->assign(reinterpret_cast<const char*>(plain.data()), end);
+  return true;
+}
+
+std::string DecryptLine(const LogKey& key, const std::string& line) {
+  std::string out;
+  out.reserve(line.size());
+  size_t pos = 0;
+  while (pos <= line.size()) {
+    size_t blank = line.find(' ', pos);
+    if (blank == std::string::npos) blank = line.size();
+    const std::string token = line.substr(pos, blank - pos);
+    std::string clear;
+    out += DecryptSpan(key, token, &clear) ? clear : token;
+    if (blank == line.size()) break;
+    out.push_back(' ');
+    pos = blank + 1;
+  }
+  return out;
+}
+
+std::string DecryptLogText(const LogKey& key, const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  size_t pos = 0;
+  while (pos < text.size()) {
+    size_t nl = text.find('\n', pos);
+    const size_t next = nl == std::string::npos ? text.size() : nl + 1;
+    size_t end = nl == std::string::npos ? text.size() : nl;
+    if (end > pos && text[end - 1] == '\r') --end;
+    out += DecryptLine(key, text.substr(pos, end - pos));
+    out.append(text, end, next - end);
+    pos = next;
+  }
+  return out;
+}
+
+}  // namespace logdecrypt
