@@ -1,0 +1,127 @@
+// The start of the main executable: find it, bring its directory and file
+// under their configured names, compose its command line, start it.
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "app/launcher_app.h"
+#include "base/format.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "layout/paths.h"
+#include "layout/version_dirs.h"
+#include "platform/platform.h"
+
+namespace {
+
+// The command line buffers of a launch hold 10240 characters and a
+// terminator; a longer text is cut, its end (--start_time) first.
+constexpr size_t kLaunchCommandLineLimit = 10240;
+
+constexpr char16_t kToDeleteMark[] = u".todelete";
+
+}  // namespace
+
+bool CLauncherApp::_LaunchExe() {
+  platform::Platform& os = platform::Get();
+  const CProductConfig& config = GetProductConfig();
+
+  if (m_commandLine.HasSwitch(u"debugbreak")) {
+    // Holds the start until closed: time to attach a debugger.
+    os.ShowMessageBox(FormatWideString(u"%d", os.ProcessId()), std::nullopt, platform::kMbOk);
+  }
+  const uint64_t startTime = GetCurrentTimeMs();
+
+  bool fromManifest = false;
+  if (!FindMainExe(config, m_launcherDir, &m_versionDirName, &m_mainExePath, &fromManifest)) {
+    LogError(u"CLauncherApp::_LaunchExe, can't found main exe");
+    os.ShowMessageBox(u"Can't find main exe file", std::nullopt, platform::kMbIconExclamation);
+    return false;
+  }
+  LogInfo(u"CLauncherApp::_LaunchExe, found exe '%s'", m_mainExePath);
+
+  _RenameVersionDir(m_mainExePath, m_versionDirName);
+  // An executable that its manifest names keeps its name.
+  if (!fromManifest) m_mainExePath = _RenameMainExe(m_mainExePath);
+  m_mainExeDir = GetDirectoryPart(m_mainExePath);
+
+  std::u16string arguments;
+  m_commandLine.ToCommandString(arguments);
+  std::u16string commandLine =
+      FormatWideLimited(kLaunchCommandLineLimit, u"\"%s\" %s --start_time=%llu", m_mainExePath, arguments, startTime);
+  // The caller's arguments never reach the log: the asterisk stands for them.
+  const std::u16string logForm =
+      FormatWideLimited(kLaunchCommandLineLimit, u"\"%s\" * --start_time=%llu", m_mainExePath, startTime);
+  LogInfo(u"Launch app cmdline=%s", logForm);
+
+  platform::ProcessInfo info;
+  if (os.StartProcess(commandLine, m_mainExeDir, &info)) {
+    // Nothing is waited for and no handle is kept.
+    os.CloseObject(info.process);
+    os.CloseObject(info.thread);
+    return true;
+  }
+  const uint32_t error = os.LastError();
+  LogError(u"CreateProcessW failed, error=%d", error);
+  ShowLaunchError(error, FormatWideString(u"Launch process '%s'", m_mainExePath));
+  return false;
+}
+
+void CLauncherApp::_RenameVersionDir(std::u16string& mainExePath, std::u16string& versionDirName) {
+  platform::Platform& os = platform::Get();
+  const std::u16string& wantedName = GetProductConfig().version_dir_name;
+  if (CompareNoCase(versionDirName, wantedName) == 0) return;
+
+  const std::u16string target = JoinPath(m_launcherDir, wantedName);
+  if (os.PathExists(target)) {
+    // Move the old copy aside; the old-version clean-up removes it later.
+    const int32_t stamp = static_cast<int32_t>(GetCurrentTimeMs() / 1000);
+    const std::u16string dest = JoinPath(m_launcherDir, FormatWideString(u"%s%s-%d", wantedName, kToDeleteMark, stamp));
+    LogInfo(u"Rename %s to %s", target, dest);
+    if (!os.MovePath(target, dest, 0)) {
+      LogError(u"Rename %s to %s failed, error=%d", target, dest, os.LastError());
+    }
+  }
+
+  // When the old copy is still there (its files in use), the launch runs from
+  // the version-named directory.
+  if (!os.PathExists(target)) {
+    const std::u16string source = JoinPath(m_launcherDir, versionDirName);
+    LogInfo(u"Rename %s to %s", source, target);
+    if (os.MovePath(source, target, 0)) {
+      versionDirName = wantedName;
+      mainExePath = JoinPath(target, GetFileNamePart(mainExePath, true));
+    } else {
+      LogError(u"Rename %s to %s failed, error=%d", source, target, os.LastError());
+    }
+  }
+}
+
+std::u16string CLauncherApp::_RenameMainExe(const std::u16string& mainExePath) {
+  const std::u16string& wantedName = GetProductConfig().exe_file_name;
+  const std::u16string fileName = GetFileNamePart(mainExePath, true);
+  const std::u16string wanted = JoinPath(GetDirectoryPart(mainExePath), wantedName);
+  // A difference of letter case alone is no reason to touch the file; the
+  // returned path takes the configured case.
+  if (CompareNoCase(fileName, wantedName) == 0) return wanted;
+
+  LogInfo(u"CLauncherApp::_RenameMainExe rename main exe '%s' to '%s", mainExePath, wanted);
+  platform::Platform& os = platform::Get();
+  if (os.MovePath(mainExePath, wanted, platform::kMoveFileWriteThrough)) return wanted;
+  LogError(u"CLauncherApp::_RenameMainExe failed, MoveFileExW '%s'->'%s' failed, error=%d", mainExePath, wanted,
+           os.LastError());
+  return mainExePath;
+}
+
+void ShowLaunchError(uint32_t errorCode, std::u16string text) {
+  platform::Platform& os = platform::Get();
+  std::u16string systemText;
+  std::u16string message;
+  if (errorCode != 0 && os.SystemErrorText(errorCode, &systemText)) {
+    message = FormatWideString(u"%s failed, error=%d, %s", text, errorCode, systemText);
+  } else {
+    message = std::move(text);
+    message += u" failed unknown error";
+  }
+  os.ShowMessageBox(message, std::u16string(u"Failed"), platform::kMbIconExclamation);
+}

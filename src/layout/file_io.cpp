@@ -1,0 +1,42 @@
+#include "layout/file_io.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "platform/platform.h"
+
+int64_t ReadFileToString(const std::u16string& path, std::string* text) {
+  std::FILE* file = platform::Get().OpenStream(path, "rb");
+  if (file == nullptr) return -1;
+
+  int64_t size = -1;
+  if (std::fseek(file, 0, SEEK_END) == 0) size = static_cast<int64_t>(std::ftell(file));
+  std::fseek(file, 0, SEEK_SET);
+  if (size <= 0) {
+    std::fclose(file);
+    return size;
+  }
+
+  text->resize(static_cast<size_t>(size));
+  const size_t read = std::fread(&(*text)[0], static_cast<size_t>(size), 1, file);
+  std::fclose(file);
+  if (read != 1) return -2;
+
+  const size_t nul = text->find('\0');
+  if (nul != std::string::npos) text->resize(nul);
+  return size;
+}
+
+int64_t WriteStringToFile(const std::u16string& path, const std::string& text, bool append) {
+  std::FILE* file = platform::Get().OpenStream(path, append ? "ab" : "wb");
+  if (file == nullptr) return -1;
+  if (text.empty()) {
+    std::fclose(file);
+    return 0;
+  }
+  const size_t written = std::fwrite(text.data(), text.size(), 1, file);
+  // The close flushes the buffered bytes; a failure there is a short write too.
+  const bool closed = std::fclose(file) == 0;
+  if (written != 1 || !closed) return -2;
+  return static_cast<int64_t>(text.size());
+}

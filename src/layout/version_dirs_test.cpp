@@ -1,0 +1,125 @@
+#include "layout/version_dirs.h"
+
+#include <string>
+#include <vector>
+
+#include "app/launcher_test_fixture.h"
+#include "gtest/gtest.h"
+
+namespace {
+
+using launcher_test::Narrow;
+using launcher_test::WinPath;
+
+TEST(VersionOrderTest, CompareRows) {
+  const struct {
+    std::u16string a, b;
+    int sign;  // of CompareVersionDirNames(a, b)
+  } rows[] = {
+      {u"1.10.0", u"1.9.9", 1},
+      {u"1.2", u"1.2.0.0", 0},
+      {u"app", u"update", 0},
+      {u"1.2.3.4.5", u"1.2.3.4", 0},     // a fifth field is ignored
+      {u"70000", u"4464", 0},            // fields are cut to 16 bits
+      {u"40000.0", u"1.0", -1},          // the unsigned difference wraps the sign
+      {u"1.0.0.2", u"1.0.0.1", 1},
+      {u"1.78.4", u"1.78.4-beta", 1},    // no suffix outranks a suffix
+      {u"1.78.4-alpha", u"1.78.4-beta", 1},  // the earlier suffix counts as newer
+      {u"1.0-BETA", u"1.0-beta", 0},
+      {u"1.79.0.todelete-1700000000", u"1.79.0", -1},
+      {u"1.79.0.todelete-1700000000", u"1.78.9", 1},
+      {u"1-9-a", u"1-10-a", -1},         // split at the first dash only
+  };
+  for (const auto& row : rows) {
+    const int32_t r = CompareVersionDirNames(row.a, row.b);
+    EXPECT_EQ((r > 0) - (r < 0), row.sign) << Narrow(row.a) << " vs " << Narrow(row.b);
+  }
+}
+
+class VersionDirsTest : public launcher_test::LauncherTest {
+ protected:
+  VersionDirsTest() {
+    config.exe_file_name = u"Vornapp.exe";
+    config.version_dir_name = u"app";
+  }
+  CProductConfig config;
+};
+
+TEST_F(VersionDirsTest, ProbeRows) {
+  const struct {
+    const char* manifest;  // null: none
+    std::vector<std::string> files;
+    bool found;
+    std::string exe;  // relative to the directory
+    bool fromManifest;
+  } rows[] = {
+      {"{\"launchName\":\"bin\\\\Main.exe\"}", {"bin/Main.exe", "Vornapp.exe"}, true, "bin/Main.exe", true},
+      {"\xEF\xBB\xBF{\"launchName\":\"Main.exe\"}", {"Main.exe"}, true, "Main.exe", true},
+      {"{\"launchName\":\"Gone.exe\"}", {"Vornapp.exe"}, true, "Vornapp.exe", false},
+      {nullptr, {"Vornapp.exe", "Orvane.exe"}, true, "Vornapp.exe", false},
+      {nullptr, {"Orvane.exe"}, true, "Orvane.exe", false},
+      {"not json", {"Orvane.exe"}, true, "Orvane.exe", false},
+      {"{\"launchName\":7}", {}, false, "", false},
+      {"", {"other.exe"}, false, "", false},
+      {nullptr, {}, false, "", false},
+  };
+  for (size_t i = 0; i < sizeof(rows) / sizeof(rows[0]); ++i) {
+    const auto dir = root / ("v" + std::to_string(i));
+    std::filesystem::create_directories(dir);
+    if (rows[i].manifest != nullptr) launcher_test::WriteAll(dir / "manifest.json", rows[i].manifest);
+    for (const auto& file : rows[i].files) launcher_test::WriteAll(dir / file, "MZ");
+    std::u16string exe = u"untouched";
+    bool fromManifest = !rows[i].fromManifest;
+    EXPECT_EQ(ProbeVersionDir(WinPath(dir), config, &exe, &fromManifest), rows[i].found) << "row " << i;
+    EXPECT_EQ(exe, rows[i].found ? WinPath(dir / rows[i].exe) : u"untouched") << "row " << i;
+    EXPECT_EQ(fromManifest, rows[i].fromManifest) << "row " << i;
+  }
+}
+
+TEST_F(VersionDirsTest, MissingLaunchNameIsLoggedOnlyWhenTheNamesFailToo) {
+  OpenLogFile(WinPath(base_ / "log"), u"probe.log");
+  launcher_test::WriteAll(root / "a" / "manifest.json", "{\"other\":1}");
+  launcher_test::WriteAll(root / "b" / "manifest.json", "{\"other\":2}");
+  MakeExe("b/Orvane.exe");
+  bool fromManifest = true;
+  EXPECT_FALSE(ProbeVersionDir(WinPath(root / "a"), config, nullptr, &fromManifest));
+  EXPECT_TRUE(ProbeVersionDir(WinPath(root / "b"), config, nullptr, &fromManifest));
+  const std::string log = launcher_test::ReadAll(base_ / "log" / "probe.log");
+  EXPECT_NE(log.find("Not find launchName in manifest.json, text={\"other\":1}"), std::string::npos) << log;
+  EXPECT_EQ(log.find("{\"other\":2}"), std::string::npos) << log;
+}
+
+TEST_F(VersionDirsTest, FindMainExeRows) {
+  const struct {
+    std::vector<std::string> exes;  // relative to the root; directories follow
+    const char* ini;                // null: no ini file
+    std::string name;               // chosen directory; empty: nothing found
+    std::string exe;
+  } rows[] = {
+      {{"app/Vornapp.exe", "2.0.0/Vornapp.exe"}, nullptr, "app", "app/Vornapp.exe"},
+      {{"app/Vornapp.exe", "1.0/Orvane.exe"}, "1.0", "1.0", "1.0/Orvane.exe"},
+      {{"app/Vornapp.exe", "1.0/x.txt"}, "1.0", "app", "app/Vornapp.exe"},
+      {{"app/Vornapp.exe"}, "app\n", "app", "app/Vornapp.exe"},
+      {{"1.9.9/Vornapp.exe", "1.10.0/Vornapp.exe", "2.0.0/half.dll", "app/readme"}, nullptr, "1.10.0",
+       "1.10.0/Vornapp.exe"},
+      {{"1.78.0/Vornapp.exe", "1.79.0.todelete-1700000000/Vornapp.exe"}, nullptr, "1.79.0.todelete-1700000000",
+       "1.79.0.todelete-1700000000/Vornapp.exe"},
+      {{"1.2.3-beta/Vornapp.exe", "1.2.3/Orvane.exe"}, nullptr, "1.2.3", "1.2.3/Orvane.exe"},
+      {{"Vornapp.exe", "9.0/nothing.txt"}, nullptr, "", ""},
+      {{}, nullptr, "", ""},
+  };
+  for (size_t i = 0; i < sizeof(rows) / sizeof(rows[0]); ++i) {
+    std::filesystem::remove_all(root);
+    std::filesystem::create_directories(root);
+    for (const auto& exe : rows[i].exes) MakeExe(exe);
+    if (rows[i].ini != nullptr) launcher_test::WriteAll(root / "Orvane.ini", rows[i].ini);
+    std::u16string name = u"before", exe = u"before";
+    bool fromManifest = true;
+    const bool found = FindMainExe(config, WinPath(root) + u"\\", &name, &exe, &fromManifest);
+    EXPECT_EQ(found, !rows[i].name.empty()) << "row " << i;
+    EXPECT_EQ(Narrow(name), found ? rows[i].name : "before") << "row " << i;
+    EXPECT_EQ(exe, found ? WinPath(root / rows[i].exe) : u"before") << "row " << i;
+  }
+}
+
+}  // namespace
