@@ -26,12 +26,7 @@ bool PosixPlatform::ToLocalTime(int64_t seconds, LocalTimeParts* out) {
     posix::SetError(kErrorInvalidParameter);
     return false;
   }
-  out->year = parts.tm_year + 1900;
-  out->month = parts.tm_mon + 1;
-  out->day = parts.tm_mday;
-  out->hour = parts.tm_hour;
-  out->minute = parts.tm_min;
-  out->second = parts.tm_sec;
+  *out = LocalTimeFromTm(parts);
   return true;
 }
 

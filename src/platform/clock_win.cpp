@@ -22,12 +22,7 @@ bool WinPlatform::ToLocalTime(int64_t seconds, LocalTimeParts* out) {
   if (::_localtime64_s(&parts, &value) != 0) {
     return false;
   }
-  out->year = parts.tm_year + 1900;
-  out->month = parts.tm_mon + 1;
-  out->day = parts.tm_mday;
-  out->hour = parts.tm_hour;
-  out->minute = parts.tm_min;
-  out->second = parts.tm_sec;
+  *out = LocalTimeFromTm(parts);
   return true;
 }
 

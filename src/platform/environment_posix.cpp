@@ -68,9 +68,9 @@ bool PosixPlatform::GetEnv(const std::u16string& name, std::u16string* value) {
   std::string text;
   if (const char* found = FindVariable(narrowName)) {
     text = found;
-  } else if (posix::EqualsIgnoreAsciiCase(narrowName, "LOCALAPPDATA")) {
+  } else if (posix::EqualsIgnoreAsciiCase(narrowName, std::string("LOCALAPPDATA"))) {
     text = XdgDirectory("XDG_DATA_HOME", "/.local/share");
-  } else if (posix::EqualsIgnoreAsciiCase(narrowName, "APPDATA")) {
+  } else if (posix::EqualsIgnoreAsciiCase(narrowName, std::string("APPDATA"))) {
     text = XdgDirectory("XDG_CONFIG_HOME", "/.config");
   } else {
     posix::SetError(posix::kErrorEnvvarNotFound);

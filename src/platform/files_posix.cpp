@@ -62,11 +62,12 @@ std::u16string FoldedName(const std::u16string& name) {
 
 }  // namespace
 
-bool PosixPlatform::PathExists(const std::u16string& path) {
+// Resolves and stats a Windows path; false with the last error set when
+// either step fails.
+bool StatWindowsPath(const std::u16string& path, struct stat* st) {
   std::string p;
   if (!posix::ResolvePath(path, &p)) return false;
-  struct stat st;
-  if (::stat(p.c_str(), &st) != 0) {
+  if (::stat(p.c_str(), st) != 0) {
     SetError(MapErrno(errno, p));
     return false;
   }
@@ -74,16 +75,14 @@ bool PosixPlatform::PathExists(const std::u16string& path) {
   return true;
 }
 
-bool PosixPlatform::PathIsDir(const std::u16string& path) {
-  std::string p;
-  if (!posix::ResolvePath(path, &p)) return false;
+bool PosixPlatform::PathExists(const std::u16string& path) {
   struct stat st;
-  if (::stat(p.c_str(), &st) != 0) {
-    SetError(MapErrno(errno, p));
-    return false;
-  }
-  SetError(kErrorSuccess);
-  return S_ISDIR(st.st_mode);
+  return StatWindowsPath(path, &st);
+}
+
+bool PosixPlatform::PathIsDir(const std::u16string& path) {
+  struct stat st;
+  return StatWindowsPath(path, &st) && S_ISDIR(st.st_mode);
 }
 
 int32_t PosixPlatform::MakeDirectoryTree(const std::u16string& path) {

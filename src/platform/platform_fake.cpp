@@ -6,6 +6,8 @@
 
 #include "platform/fake_platform.h"
 
+#include "platform/ascii.h"
+
 namespace platform {
 
 struct FakePlatform::KernelObject {
@@ -23,17 +25,6 @@ struct FakePlatform::KernelObject {
 };
 
 namespace {
-
-bool SameName(const std::u16string& a, const std::u16string& b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    char16_t x = a[i], y = b[i];
-    if (x >= u'A' && x <= u'Z') x = static_cast<char16_t>(x + 32);
-    if (y >= u'A' && y <= u'Z') y = static_cast<char16_t>(y + 32);
-    if (x != y) return false;
-  }
-  return true;
-}
 
 bool Contains(const std::vector<std::u16string>& list, const std::u16string& name) {
   return std::find(list.begin(), list.end(), name) != list.end();
@@ -198,7 +189,7 @@ void FakePlatform::UnsetEnvValue(const std::u16string& name) { env_[name] = std:
 bool FakePlatform::GetEnv(const std::u16string& name, std::u16string* value) {
   if (Enter("GetEnv", name)) return false;
   for (const auto& [key, entry] : env_) {
-    if (!SameName(key, name)) continue;
+    if (!EqualsIgnoreAsciiCase(key, name)) continue;
     if (!entry.has_value()) {
       lastError_ = 203;  // ERROR_ENVVAR_NOT_FOUND
       return false;
@@ -215,7 +206,7 @@ bool FakePlatform::GetEnv(const std::u16string& name, std::u16string* value) {
 bool FakePlatform::SetEnv(const std::u16string& name, const std::u16string* value) {
   if (Enter("SetEnv", name)) return false;
   for (auto it = env_.begin(); it != env_.end();) {
-    it = SameName(it->first, name) ? env_.erase(it) : std::next(it);
+    it = EqualsIgnoreAsciiCase(it->first, name) ? env_.erase(it) : std::next(it);
   }
   if (value != nullptr) {
     env_[name] = *value;

@@ -3,25 +3,16 @@
 // pages pass through to the native backend.
 #include "platform/fake_platform.h"
 
+#include "platform/ascii.h"
+
 namespace platform {
 namespace {
-
-bool SameKey(const std::u16string& a, const std::u16string& b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    char16_t x = a[i], y = b[i];
-    if (x >= u'A' && x <= u'Z') x = static_cast<char16_t>(x + 32);
-    if (y >= u'A' && y <= u'Z') y = static_cast<char16_t>(y + 32);
-    if (x != y) return false;
-  }
-  return true;
-}
 
 // Registry key and value names compare without regard to case.
 template <class Map>
 auto FindKey(Map& map, const std::u16string& name) -> decltype(map.begin()) {
   for (auto it = map.begin(); it != map.end(); ++it) {
-    if (SameKey(it->first, name)) return it;
+    if (EqualsIgnoreAsciiCase(it->first, name)) return it;
   }
   return map.end();
 }

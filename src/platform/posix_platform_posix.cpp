@@ -83,16 +83,6 @@ uint32_t MapErrno(int err, const std::string& posixPath, bool isDirectory) {
   }
 }
 
-char16_t FoldAscii(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; }
-
-bool EqualsIgnoreAsciiCase(const std::string& a, const std::string& b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (FoldAscii(static_cast<unsigned char>(a[i])) != FoldAscii(static_cast<unsigned char>(b[i]))) return false;
-  }
-  return true;
-}
-
 bool ToPosixPath(const std::u16string& path, std::string* out) {
   if (path.size() >= 2 && path[1] == u':' &&
       ((path[0] >= u'A' && path[0] <= u'Z') || (path[0] >= u'a' && path[0] <= u'z'))) {
@@ -153,7 +143,7 @@ std::string ResolveExisting(const std::string& path, bool* exists) {
   if (dir == nullptr) return joined;
   std::string match;
   while (const dirent* entry = ::readdir(dir)) {
-    if (EqualsIgnoreAsciiCase(entry->d_name, name)) {
+    if (EqualsIgnoreAsciiCase(std::string(entry->d_name), name)) {
       match = entry->d_name;
       break;
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -85,5 +86,10 @@ struct LocalTimeParts {
   int minute = 0;
   int second = 0;
 };
+
+// The fields of a C runtime broken-down time.
+inline LocalTimeParts LocalTimeFromTm(const std::tm& t) {
+  return LocalTimeParts{t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec};
+}
 
 }  // namespace platform
