@@ -16,43 +16,36 @@ class AutoLaunchGateTest : public launcher_test::LauncherTest {};
 TEST_F(AutoLaunchGateTest, StateTable) {
   enum Other { kAlone, kOtherWaiting, kOtherBusy };
   const std::u16string kBoth = u"--launch_from=auto-launch --auto_launch_delay_seconds=";
+  const std::u16string k30 = kBoth + u"30";
   const uint32_t kNone = 0xABCD;  // no wait
   const struct {
     std::u16string commandLine;
     Other other;
-    const char* failOp;  // fails once with 5
-    uint32_t waitResult;  // scripted result, or kNone for the default time-out
+    const char* failOp;      // fails once with 5
+    uint32_t waitResult;     // scripted result, or kNone for the default time-out
     std::u16string running;  // a process of another id in the snapshot
     int32_t result;
-    uint32_t timeout;       // of the one wait, or kNone
+    uint32_t timeout;        // of the one wait, or kNone
     const char* launchFrom;  // afterwards; null: gone
-    bool delayKept;
     const char* logged;
   } rows[] = {
-      {u"x", kAlone, nullptr, kNone, u"", 0, kNone, nullptr, false, "Create single instance success."},
-      {u"", kOtherWaiting, nullptr, kNone, u"", -16, kNone, nullptr, false, "Signal sent. Current instance will exit."},
-      {u"", kOtherBusy, nullptr, kNone, u"", -16, kNone, nullptr, false, "Open semaphore failed. Error: 2"},
-      {u"", kAlone, "NewMutex", kNone, u"", -16, kNone, nullptr, false, "CreateMutex mutex failed: 5"},
-      {u"--auto_launch_delay_seconds=30", kAlone, nullptr, kNone, u"", 0, kNone, nullptr, true, nullptr},
-      {u"--launch_from=auto-launch", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", false, nullptr},
-      {kBoth + u"0", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", false, nullptr},
-      {kBoth + u"soon", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", false, nullptr},
-      {kBoth + u"-5", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", false, nullptr},
-      {kBoth + u"2147484", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", false, nullptr},  // wraps below 0
-      {kBoth + u"4294968", kAlone, nullptr, kNone, u"", 0, 704, "auto-launch", false, "after delay 0 seconds"},
-      {u"--launch_from=other --auto_launch_delay_seconds=30", kAlone, nullptr, kNone, u"", 0, kNone, "other", false,
-       nullptr},
-      {kBoth + u"30", kAlone, nullptr, platform::kWaitObject0, u"ORVANE.exe", 0, 30000, nullptr, false,
+      {u"x", kAlone, nullptr, kNone, u"", 0, kNone, nullptr, "Create single instance success."},
+      {u"", kOtherWaiting, nullptr, kNone, u"", -16, kNone, nullptr, "Signal sent. Current instance will exit."},
+      {u"", kOtherBusy, nullptr, kNone, u"", -16, kNone, nullptr, "Open semaphore failed. Error: 2"},
+      {u"", kAlone, "NewMutex", kNone, u"", -16, kNone, nullptr, "CreateMutex mutex failed: 5"},
+      {u"--launch_from=auto-launch", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", nullptr},
+      {kBoth + u"soon", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", nullptr},
+      {kBoth + u"2147484", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", nullptr},  // wraps below 0
+      {kBoth + u"4294968", kAlone, nullptr, kNone, u"", 0, 704, "auto-launch", "after delay 0 seconds"},
+      {k30, kAlone, nullptr, platform::kWaitObject0, u"ORVANE.exe", 0, 30000, nullptr,
        "Immediate launch app, remove auto-launch switch"},
-      {kBoth + u"30", kAlone, nullptr, kNone, u"notepad.exe", 0, 30000, "auto-launch", false,
-       "Launch app after delay 30 seconds"},
-      {kBoth + u"30", kAlone, nullptr, kNone, u"ORVANE.exe", -19, 30000, "auto-launch", false,
-       "App is running, skip auto launch"},
-      {kBoth + u"30", kAlone, "SnapshotProcesses", kNone, u"", 0, 30000, "auto-launch", false,
+      {k30, kAlone, nullptr, kNone, u"notepad.exe", 0, 30000, "auto-launch", "Launch app after delay 30 seconds"},
+      {k30, kAlone, nullptr, kNone, u"ORVANE.exe", -19, 30000, "auto-launch", "App is running, skip auto launch"},
+      {k30, kAlone, "SnapshotProcesses", kNone, u"", 0, 30000, "auto-launch",
        "CreateToolhelp32Snapshot failed. Error: 5"},
-      {kBoth + u"30", kAlone, nullptr, platform::kWaitFailed, u"", -18, 30000, "auto-launch", false,
+      {k30, kAlone, nullptr, platform::kWaitFailed, u"", -18, 30000, "auto-launch",
        "Wait semaphore failed, result: -1"},
-      {kBoth + u"30", kAlone, "NewSemaphore", kNone, u"", 0, kNone, "auto-launch", false,
+      {k30, kAlone, "NewSemaphore", kNone, u"", 0, kNone, "auto-launch",
        "Create semaphore failed. Force launch app. Error: 5"},
   };
   for (size_t i = 0; i < sizeof(rows) / sizeof(rows[0]); ++i) {
@@ -60,12 +53,9 @@ TEST_F(AutoLaunchGateTest, StateTable) {
     SCOPED_TRACE("row " + std::to_string(i));
     ResetApp();
     Prime(row.commandLine);
-    fake.heldMutexes.clear();
-    fake.existingSemaphores.clear();
-    if (row.other != kAlone) fake.heldMutexes.push_back(kSingleInstanceMutexName);
-    if (row.other == kOtherWaiting) fake.existingSemaphores.push_back(kAutoLaunchSemaphoreName);
-    fake.waitResults.clear();
-    if (row.waitResult != kNone) fake.waitResults.push_back(row.waitResult);
+    fake.heldMutexes.assign(row.other != kAlone ? 1 : 0, kSingleInstanceMutexName);
+    fake.existingSemaphores.assign(row.other == kOtherWaiting ? 1 : 0, kAutoLaunchSemaphoreName);
+    fake.waitResults.assign(row.waitResult != kNone ? 1 : 0, row.waitResult);
     fake.waitTimeouts.clear();
     fake.releasedSemaphores.clear();
     // The own process never counts, whatever its name.
@@ -73,12 +63,12 @@ TEST_F(AutoLaunchGateTest, StateTable) {
     if (row.failOp != nullptr) fake.FailCall(row.failOp, 5);
 
     EXPECT_EQ(app._AutoLaunchGate(), row.result);
-    EXPECT_EQ(fake.waitTimeouts, row.timeout == kNone ? std::vector<uint32_t>{} : std::vector<uint32_t>{row.timeout});
+    EXPECT_EQ(fake.waitTimeouts, std::vector<uint32_t>(row.timeout != kNone ? 1 : 0, row.timeout));
     EXPECT_EQ(fake.releasedSemaphores.size(), row.other == kOtherWaiting ? 1u : 0u);
     std::u16string launchFrom;
     EXPECT_EQ(app.commandLine().GetSwitchValue(u"launch_from", &launchFrom), row.launchFrom != nullptr);
     EXPECT_EQ(Narrow(launchFrom), row.launchFrom != nullptr ? row.launchFrom : "");
-    EXPECT_EQ(app.commandLine().HasSwitch(u"auto_launch_delay_seconds"), row.delayKept);
+    EXPECT_FALSE(app.commandLine().HasSwitch(u"auto_launch_delay_seconds"));  // never handed on
     EXPECT_TRUE(row.logged == nullptr || Log().find(row.logged) != std::string::npos) << Log();
     // The wake-up semaphore exists only while a launcher waits on it.
     EXPECT_EQ(std::count(fake.existingSemaphores.begin(), fake.existingSemaphores.end(),

@@ -33,7 +33,6 @@ TEST(CommandLineTest, ParseRows) {
       {u"\"--x=1\"", {}, {u"\"--x=1\""}},
       {u"a=b", {}, {u"a=b"}},
       {u"", {}, {}},
-      {u"    ", {}, {}},
       {u"--a -- --b=2 x /- y", {{u"a", u""}, {u"b", u"2"}}, {u"x", u"y"}},  // "--" and "/-" vanish
       {u"- / \"", {}, {u"-", u"/", u"\""}},                                  // one character: positional
       {u"/foo C:/foo /-x=1", {{u"foo", u""}, {u"x", u"1"}}, {u"C:/foo"}},

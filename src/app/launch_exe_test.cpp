@@ -16,73 +16,52 @@ class LaunchExeTest : public launcher_test::LauncherTest {
   std::u16string In(const std::string& relative) { return WinPath(root / relative); }
 };
 
+// What the end-to-end tests cannot stage: an installed version beside a newer
+// one named in Orvane.ini, an application in use, and the debug box.
 TEST_F(LaunchExeTest, LaunchRows) {
-  const std::u16string now = u"--start_time=1763126526123";
   const struct {
-    std::vector<std::string> files;
-    const char* ini;
-    std::u16string commandLine;
+    std::u16string commandLine;  // in normal form already
     bool appInUse;
-    std::string startedFrom, exe;
-    std::u16string arguments;  // between the quoted path and --start_time
+    std::string startedFrom;
     std::vector<std::string> dirsAfter;
   } rows[] = {
-      {{"app/Orvane.exe"}, nullptr, u"", false, "app", "Orvane.exe", u"", {"app"}},
-      {{"1.2.3/Orvane.exe"}, nullptr, u"", false, "app", "Orvane.exe", u"", {"app"}},
-      {{"app/Orvane.exe", "1.2.3/Orvane.exe"}, "1.2.3", u"", false, "app", "Orvane.exe", u"",
-       {"app", "app.todelete-1763126526"}},
-      {{"app/Orvane.exe", "1.2.3/Orvane.exe"}, "1.2.3", u"", true, "1.2.3", "Orvane.exe", u"", {"1.2.3", "app"}},
-      {{"1.2.3/Main.exe", "1.2.3/manifest.json"}, nullptr, u"", false, "app", "Main.exe", u"", {"app"}},
-      {{"app/Orvane.exe"}, nullptr, u"/z --a=1 \"x y\" --start_time=5 --command=bogus --debugbreak", false, "app",
-       "Orvane.exe", u"--a=1 --command=bogus --debugbreak --start_time=5 --z \"\"x y\"\"", {"app"}},
+      {u"--debugbreak", false, "app", {"app", "app.todelete-1763126526"}},  // the old app goes aside
+      {u"", true, "1.2.3", {"1.2.3", "app"}},                               // started where it is
   };
-  for (size_t i = 0; i < sizeof(rows) / sizeof(rows[0]); ++i) {
+  for (size_t i = 0; i < std::size(rows); ++i) {
     const auto& row = rows[i];
     SCOPED_TRACE("row " + std::to_string(i));
     ResetApp();
     std::filesystem::remove_all(root);
-    for (const auto& file : row.files) {
-      WriteAll(root / file, file.find("manifest") == std::string::npos ? "MZ" : "{\"launchName\":\"Main.exe\"}");
-    }
-    if (row.ini != nullptr) WriteAll(root / "Orvane.ini", row.ini);
+    MakeExe("app/Orvane.exe");
+    MakeExe("1.2.3/Orvane.exe");
+    WriteAll(root / "Orvane.ini", "1.2.3");
     Prime(row.commandLine);
     if (row.appInUse) fake.FailCall("MovePath", 32);
 
     ASSERT_TRUE(app._LaunchExe());
-    const std::u16string exe = In(row.startedFrom + "/" + row.exe);
+    const std::u16string exe = In(row.startedFrom + "/Orvane.exe");
     ASSERT_EQ(fake.startedProcesses.size(), 1u);
-    EXPECT_EQ(fake.startedProcesses[0].commandLine, u"\"" + exe + u"\" " + row.arguments + u" " + now);
+    EXPECT_EQ(fake.startedProcesses[0].commandLine,
+              u"\"" + exe + u"\" " + row.commandLine + u" --start_time=1763126526123");
     EXPECT_EQ(fake.startedProcesses[0].currentDirectory, In(row.startedFrom) + u"\\");
     EXPECT_EQ(Narrow(app.versionDirName()), row.startedFrom);
     EXPECT_EQ(app.mainExePath(), exe);
     std::vector<std::string> dirs;
     for (const auto& entry : std::filesystem::directory_iterator(root)) {
-      dirs.push_back(entry.path().filename().string());
+      if (entry.is_directory()) dirs.push_back(entry.path().filename().string());
     }
-    dirs.erase(std::remove(dirs.begin(), dirs.end(), "Orvane.ini"), dirs.end());
     std::sort(dirs.begin(), dirs.end());
     EXPECT_EQ(dirs, row.dirsAfter);
-    // The arguments never reach the log, and a debug box comes before any search.
-    EXPECT_NE(Log().find("* " + Narrow(now)), std::string::npos);
-    EXPECT_EQ(Log().find("bogus"), std::string::npos);
-    const bool debugBox = row.commandLine.find(u"debugbreak") != std::u16string::npos;
-    ASSERT_EQ(fake.messageBoxes.size(), debugBox ? 1u : 0u);
-    if (debugBox) {
-      EXPECT_EQ(fake.messageBoxes[0].text, u"4312");
-      EXPECT_EQ(std::find_if(fake.calls().begin(), fake.calls().end(),
-                             [](const auto& call) { return call.op == "ShowMessageBox" || call.op == "OpenStream"; })
-                    ->op,
-                "ShowMessageBox");
-    }
+    // The debug box shows the process id, before any search.
+    ASSERT_EQ(fake.messageBoxes.size(), row.commandLine.empty() ? 0u : 1u);
+    if (row.commandLine.empty()) continue;
+    EXPECT_EQ(fake.messageBoxes[0].text, u"4312");
+    EXPECT_EQ(std::find_if(fake.calls().begin(), fake.calls().end(),
+                           [](const auto& call) { return call.op == "ShowMessageBox" || call.op == "OpenStream"; })
+                  ->op,
+              "ShowMessageBox");
   }
-}
-
-TEST_F(LaunchExeTest, OverlongCommandLineIsCutAtItsEnd) {
-  MakeExe("app/Orvane.exe");
-  Prime(std::u16string(10300, u'a'));
-  ASSERT_TRUE(app._LaunchExe());
-  EXPECT_EQ(fake.startedProcesses.at(0).commandLine.size(), 10240u);
-  EXPECT_EQ(fake.startedProcesses.at(0).commandLine.find(u"--start_time"), std::u16string::npos);
 }
 
 TEST_F(LaunchExeTest, FailureBoxes) {

@@ -1,6 +1,7 @@
 // The encryption road proper, on the native backend's raw RSA: what the log
 // holds must decrypt with the private half of the development key back to the
 // span's UTF-8 bytes followed by the zero fill of the last block.
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -14,9 +15,8 @@
 namespace {
 
 using orvane_test::LinePrefix;
-using orvane_test::LogFileTest;
 
-class LogEncryptionTest : public LogFileTest {
+class LogEncryptionTest : public orvane_test::LogFileTest {
  protected:
   void SetUp() override {
     LogFileTest::SetUp();
@@ -24,60 +24,45 @@ class LogEncryptionTest : public LogFileTest {
     ASSERT_TRUE(key.LoadFile(ORVANE_TEST_KEYS_DIR "/dev_log_private.pem", &error)) << error;
     ASSERT_EQ(key.BlockSize(), 64u);
   }
-
-  // The raw plaintext blocks behind a Base64 replacement.
-  std::vector<uint8_t> DecryptRaw(const std::u16string& base64) {
-    std::vector<uint8_t> cipher;
-    std::vector<uint8_t> plain;
-    EXPECT_TRUE(logdecrypt::IsEncryptedSpan(WideToUtf8(base64), 64, &cipher)) << WideToUtf8(base64);
-    EXPECT_TRUE(key.DecryptBlocks(cipher, &plain));
-    return plain;
+  // The plaintext blocks behind Base64 ciphertext.
+  std::string Decrypt(const std::string& base64, size_t blocks) {
+    std::vector<uint8_t> cipher, plain;
+    EXPECT_TRUE(logdecrypt::DecodeBase64(base64, &cipher)) << base64;
+    cipher.resize(blocks * 64);
+    EXPECT_TRUE(key.DecryptBlocks(cipher, &plain)) << base64;
+    return std::string(plain.begin(), plain.end());
   }
-
   logdecrypt::LogKey key;
 };
 
 TEST_F(LogEncryptionTest, SpansDecryptToTheirBytesAndZeroFill) {
   const std::u16string spans[] = {
-      u"\\",
       u"C:\\a\\b.txt",
-      u"\\" + std::u16string(63, u'x'),   // 64 bytes: one block, no fill
-      u"\\" + std::u16string(64, u'x'),   // 65 bytes: two blocks, 63 zeros
-      u"'C:\\Program Files\\Orvane\\app\\Orvane.exe' --start_time=1 \\" + std::u16string(100, u'y'),
-      u"D:\\\u65e5\u672c\u8a9e\\x",        // UTF-8 bytes, not characters
+      u"\\" + std::u16string(63, u'x'),  // 64 bytes: one block, no fill
+      u"\\" + std::u16string(64, u'x'),  // 65 bytes: two blocks, 63 zeros
+      u"D:\\\u65e5\u672c\u8a9e\\x",      // UTF-8 bytes, not characters
   };
   for (const std::u16string& span : spans) {
     const std::string bytes = WideToUtf8(span);
     const size_t total = (bytes.size() + 63) / 64 * 64;
-    const std::u16string out = EncryptLogText(span);
+    const std::string out = WideToUtf8(EncryptLogText(span));
     ASSERT_FALSE(HasLogEncoderFailed()) << bytes;
     ASSERT_EQ(out.size(), (total + 2) / 3 * 4) << bytes;
-
-    const std::vector<uint8_t> plain = DecryptRaw(out);
-    std::string expected = bytes;
-    expected.resize(total, '\0');
-    EXPECT_EQ(std::string(plain.begin(), plain.end()), expected) << bytes;
+    EXPECT_EQ(Decrypt(out, total / 64), bytes + std::string(total - bytes.size(), '\0')) << bytes;
   }
-  // One provider per span: nothing is cached.
-  EXPECT_EQ(fake.CallCount("OpenRsaProvider"), sizeof(spans) / sizeof(spans[0]));
+  EXPECT_EQ(fake.CallCount("OpenRsaProvider"), std::size(spans));  // nothing is cached
 }
 
 TEST_F(LogEncryptionTest, LogFileDecryptsBackToTheMaskedLine) {
   OpenLog();
-  LogInfo(u"Launch app cmdline=\"%s\" --a=1, dir=%s", u"C:\\Users\\ann\\AppData\\Local\\Orvane\\app\\Orvane.exe",
-          u"C:\\Users\\ann\\AppData\\Local\\Orvane\\app\\");
+  const char16_t* path = u"C:\\Users\\ann\\AppData\\Local\\Orvane\\app\\Orvane.exe";
+  LogInfo(u"Launch app cmdline=\"%s\" --a=1, dir=%s", path, path);
   const std::string text = LogText();
-  const auto encrypted = orvane_test::SplitLogLines(text);
-  ASSERT_EQ(encrypted.size(), 2u);
-  EXPECT_EQ(encrypted[1].find("ann"), std::string::npos);
-  EXPECT_EQ(encrypted[1].find('\\'), std::string::npos);
-
-  const auto clear = orvane_test::SplitLogLines(logdecrypt::DecryptLogText(key, text));
-  ASSERT_EQ(clear.size(), 2u);
-  EXPECT_EQ(clear[0], LinePrefix("INFO") + orvane_test::kBanner);
-  EXPECT_EQ(clear[1], LinePrefix("INFO") +
-                          "Launch app cmdline=\"C:\\Users\\*\\AppData\\Local\\Orvane\\app\\Orvane.exe\" --a=1, "
-                          "dir=C:\\Users\\*\\AppData\\Local\\Orvane\\app\\");
+  EXPECT_EQ(text.find('\\'), std::string::npos) << "no path in clear";
+  const std::string masked = "C:\\Users\\*\\AppData\\Local\\Orvane\\app\\Orvane.exe";
+  EXPECT_EQ(logdecrypt::DecryptLogText(key, text), LinePrefix("INFO") + orvane_test::kBanner + "\r\n" +
+                                                       LinePrefix("INFO") + "Launch app cmdline=\"" + masked +
+                                                       "\" --a=1, dir=" + masked + "\r\n");
 }
 
 TEST_F(LogEncryptionTest, BlockFailureAtSecondOfThreeKeepsFirstBlockAndZeros) {
@@ -86,35 +71,28 @@ TEST_F(LogEncryptionTest, BlockFailureAtSecondOfThreeKeepsFirstBlockAndZeros) {
   fake.FailCall("RsaEncrypt", 0xC000000Du, 3);
   const std::u16string span = u"\\" + std::u16string(149, u'z');  // 150 bytes, three blocks
   LogInfo(u"x %s y", span);
-
   const auto lines = LogLines();
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[1], LinePrefix("ERRO") + "Failed encrypt data..status:c000000d");
   const std::string prefix = LinePrefix("INFO") + "x ";
   ASSERT_EQ(lines[2].size(), prefix.size() + 256 + 2);
-  const std::string base64 = lines[2].substr(prefix.size(), 256);
   EXPECT_EQ(lines[2].substr(prefix.size() + 256), " y");
-
   std::vector<uint8_t> cipher;
-  ASSERT_TRUE(logdecrypt::DecodeBase64(base64, &cipher));
-  ASSERT_EQ(cipher.size(), 192u);
+  ASSERT_TRUE(logdecrypt::DecodeBase64(lines[2].substr(prefix.size(), 256), &cipher));
   EXPECT_EQ(std::vector<uint8_t>(cipher.begin() + 64, cipher.end()), std::vector<uint8_t>(128, 0));
-  std::vector<uint8_t> first;
-  ASSERT_TRUE(key.DecryptBlocks(std::vector<uint8_t>(cipher.begin(), cipher.begin() + 64), &first));
-  EXPECT_EQ(std::string(first.begin(), first.end()), WideToUtf8(span).substr(0, 64));
+  EXPECT_EQ(Decrypt(lines[2].substr(prefix.size(), 256), 1), WideToUtf8(span).substr(0, 64));
   EXPECT_TRUE(HasLogEncoderFailed());
 }
 
 TEST_F(LogEncryptionTest, BlockNotBelowTheModulusIsRefusedAndLatches) {
   OpenLog();
-  // A span that starts with a high byte: its first block exceeds the modulus.
-  LogInfo(u"\u00ff\u00ff\\x then C:\\y");
+  LogInfo(u"\u00ff\u00ff\\x then C:\\y");  // the first block starts with high bytes: above the modulus
+  LogInfo(u"later C:\\z");
   const auto lines = LogLines();
-  ASSERT_EQ(lines.size(), 3u);
+  ASSERT_EQ(lines.size(), 4u);
   EXPECT_EQ(lines[1].rfind(LinePrefix("ERRO") + "Failed encrypt data..status:", 0), 0u) << lines[1];
   EXPECT_EQ(lines[2], LinePrefix("INFO") + std::string(86, 'A') + "==");
-  LogInfo(u"later C:\\z");
-  EXPECT_EQ(LogLines().back(), LinePrefix("INFO") + "later str size:4");
+  EXPECT_EQ(lines[3], LinePrefix("INFO") + "later str size:4");
 }
 
 }  // namespace

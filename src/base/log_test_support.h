@@ -17,15 +17,6 @@
 
 namespace orvane_test {
 
-// The core speaks Windows paths; the native backend translates them.
-inline std::u16string ToCorePath(const std::filesystem::path& path) {
-  std::u16string text = path.u16string();
-  for (char16_t& c : text) {
-    if (c == u'/') c = u'\\';
-  }
-  return text;
-}
-
 class TempDir {
  public:
   TempDir() {
@@ -41,7 +32,12 @@ class TempDir {
   TempDir& operator=(const TempDir&) = delete;
 
   const std::filesystem::path& path() const { return path_; }
-  std::u16string core() const { return ToCorePath(path_); }
+  // The core speaks Windows paths; the native backend translates them.
+  std::u16string core() const {
+    std::u16string text = path_.u16string();
+    for (char16_t& c : text) c = c == u'/' ? u'\\' : c;
+    return text;
+  }
 
  private:
   std::filesystem::path path_;
@@ -52,23 +48,6 @@ inline std::string ReadFileBytes(const std::filesystem::path& path) {
   std::ostringstream text;
   text << in.rdbuf();
   return text.str();
-}
-
-// The lines of a log text, each without its CR LF. A text that does not end
-// in CR LF gets a last element with the rest.
-inline std::vector<std::string> SplitLogLines(const std::string& text) {
-  std::vector<std::string> lines;
-  size_t pos = 0;
-  while (pos < text.size()) {
-    const size_t end = text.find("\r\n", pos);
-    if (end == std::string::npos) {
-      lines.push_back(text.substr(pos));
-      break;
-    }
-    lines.push_back(text.substr(pos, end - pos));
-    pos = end + 2;
-  }
-  return lines;
 }
 
 // The fixed prefix of a line with the fake's clock and ids.
@@ -91,7 +70,17 @@ class LogFileTest : public ::testing::Test {
   }
   std::filesystem::path LogPath() const { return temp.path() / "log" / "test.log"; }
   std::string LogText() const { return ReadFileBytes(LogPath()); }
-  std::vector<std::string> LogLines() const { return SplitLogLines(LogText()); }
+  // The lines of the log, each without its CR LF.
+  std::vector<std::string> LogLines() const {
+    const std::string text = LogText();
+    std::vector<std::string> lines;
+    for (size_t pos = 0, end; pos < text.size(); pos = end + 2) {
+      end = text.find("\r\n", pos);
+      lines.push_back(text.substr(pos, end - pos));
+      if (end == std::string::npos) break;
+    }
+    return lines;
+  }
 
   platform::FakePlatform fake;
   TempDir temp;

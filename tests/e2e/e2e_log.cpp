@@ -1,6 +1,6 @@
 #include "e2e_log.h"
 
-#include <memory>
+#include <algorithm>
 #include <sstream>
 
 #ifdef ORVANE_HAVE_LOG_DECRYPT
@@ -11,52 +11,43 @@ namespace e2e {
 
 namespace {
 
+// The message of a line with its spans decrypted (natively), or as written.
+std::string ClearMessage(const std::string& written) {
 #ifdef ORVANE_HAVE_LOG_DECRYPT
-const logdecrypt::LogKey* DevelopmentKey() {
-  static const std::unique_ptr<logdecrypt::LogKey> key = [] {
-    auto k = std::make_unique<logdecrypt::LogKey>();
-    std::string error;
-    if (!k->LoadFile(ORVANE_TEST_KEYS_DIR "/dev_log_private.pem", &error)) {
-      ADD_FAILURE() << "development key: " << error;
-    }
-    return k;
-  }();
-  return key.get();
-}
+  static logdecrypt::LogKey key;
+  static std::string error;
+  static const bool loaded = key.LoadFile(ORVANE_TEST_KEYS_DIR "/dev_log_private.pem", &error);
+  if (!loaded) ADD_FAILURE() << "development key: " << error;
+  return logdecrypt::DecryptLine(key, written);
+#else
+  return written;
 #endif
+}
+
+bool ShowsMessage(const std::string& written, const std::string& clear, SpanMode mode) {
+  if (mode == SpanMode::kEncrypted) {
+    // A path must not stand in clear, and must decrypt back to itself.
+    return (written != clear || clear.find('\\') == std::string::npos) && ClearMessage(written) == clear;
+  }
+  if (written == WithSizeNote(clear)) return true;
+  size_t start = 0, end = 0;
+  return mode == SpanMode::kWineFailed && FindPathSpan(clear, &start, &end) &&
+         written == clear.substr(0, start) + Base64OfZeros((end - start + 63) / 64 * 64) + clear.substr(end);
+}
 
 }  // namespace
 
-SpanMode DefaultSpanMode() {
-#ifdef _WIN32
-  return SpanMode::kWineFailed;
-#else
-  return SpanMode::kEncrypted;
-#endif
-}
-
 LogView::LogView(const fs::path& file) {
-  std::error_code ec;
-  exists = fs::exists(file, ec);
-  if (!exists) return;
-  raw = SplitLogLines(ReadFile(file), &endsInCrLf);
-  for (size_t i = 0; i < raw.size(); ++i) {
+  const std::string bytes = ReadFile(file);
+  endsInCrLf = bytes.size() >= 2 && bytes.compare(bytes.size() - 2, 2, "\r\n") == 0;
+  for (size_t pos = 0, end; pos < bytes.size(); pos = end + 2) {
+    end = std::min(bytes.find("\r\n", pos), bytes.size());
+    raw.push_back(bytes.substr(pos, end - pos));
+    endsInCrLf = endsInCrLf && raw.back().find_first_of("\r\n") == std::string::npos;
     LogLine line;
-    if (ParseLogLine(raw[i], &line)) {
-      lines.push_back(std::move(line));
-    } else {
-      unparsed.push_back(i);
-    }
+    if (ParseLogLine(raw.back(), &line)) lines.push_back(std::move(line));
   }
-  if (!unparsed.empty()) lines.clear();
-}
-
-std::string LogView::ClearMessage(size_t i) const {
-#ifdef ORVANE_HAVE_LOG_DECRYPT
-  return logdecrypt::DecryptLine(*DevelopmentKey(), lines[i].message);
-#else
-  return lines[i].message;
-#endif
+  if (lines.size() != raw.size()) lines.clear();
 }
 
 std::string LogView::Dump() const {
@@ -64,56 +55,27 @@ std::string LogView::Dump() const {
   out << "--- log (" << raw.size() << " lines) ---\n";
   for (size_t i = 0; i < raw.size(); ++i) {
     out << i << ": " << raw[i] << "\n";
-#ifdef ORVANE_HAVE_LOG_DECRYPT
-    if (i < lines.size() && ClearMessage(i) != lines[i].message) out << "   clear: " << ClearMessage(i) << "\n";
-#endif
+    if (i < lines.size() && ClearMessage(lines[i].message) != lines[i].message) {
+      out << "   clear: " << ClearMessage(lines[i].message) << "\n";
+    }
   }
   return out.str();
 }
 
 std::string Base64OfZeros(size_t bytes) {
-  std::string out(bytes / 3 * 4, 'A');
-  if (bytes % 3 == 1) out += "AA==";
-  if (bytes % 3 == 2) out += "AAA=";
-  return out;
+  return std::string(bytes / 3 * 4, 'A') + (bytes % 3 == 1 ? "AA==" : bytes % 3 == 2 ? "AAA=" : "");
 }
 
-bool ShowsMessage(const LogView& log, size_t index, const std::string& clear, SpanMode mode) {
-  const std::string& written = log.lines[index].message;
-  switch (mode) {
-    case SpanMode::kEncrypted:
-      // A line without a path is written as it is; one with a path must not
-      // show it in clear, and must decrypt back to it.
-      if (clear.find('\\') != std::string::npos && written == clear) return false;
-      return log.ClearMessage(index) == clear;
-    case SpanMode::kSizeNotes:
-      return written == WithSizeNote(clear);
-    case SpanMode::kWineFailed: {
-      if (written == WithSizeNote(clear)) return true;
-      size_t start = 0, end = 0;
-      if (!FindPathSpan(clear, &start, &end)) return false;
-      const size_t blocks = (end - start + 63) / 64;
-      return written == clear.substr(0, start) + Base64OfZeros(blocks * 64) + clear.substr(end);
-    }
-  }
-  return false;
-}
-
-::testing::AssertionResult HasLinesInOrder(const LogView& log, const std::vector<ExpectedLine>& expected,
-                                           SpanMode mode, size_t from) {
-  if (!log.exists) return ::testing::AssertionFailure() << "no log file";
-  if (log.lines.empty()) return ::testing::AssertionFailure() << "log does not parse\n" << log.Dump();
+::testing::AssertionResult HasLinesInOrder(const LogView& log, const std::vector<ExpectedLine>& expected, SpanMode mode,
+                                           size_t from) {
+  if (log.lines.empty()) return ::testing::AssertionFailure() << "no log, or one that does not parse\n" << log.Dump();
   size_t at = from;
-  for (size_t e = 0; e < expected.size(); ++e) {
-    bool found = false;
-    for (; at < log.lines.size(); ++at) {
-      if (log.lines[at].level == expected[e].level && ShowsMessage(log, at, expected[e].message, mode)) {
-        found = true;
-        ++at;
-        break;
-      }
+  for (size_t e = 0; e < expected.size(); ++e, ++at) {
+    while (at < log.lines.size() && !(log.lines[at].level == expected[e].level &&
+                                      ShowsMessage(log.lines[at].message, expected[e].message, mode))) {
+      ++at;
     }
-    if (!found) {
+    if (at == log.lines.size()) {
       return ::testing::AssertionFailure() << "expected line " << e << " not found in order: [" << expected[e].level
                                            << "] " << expected[e].message << "\n"
                                            << log.Dump();

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <system_error>
-#include <thread>
+#include <utility>
 
 #include "cJSON.h"
 #include "platform/argv_rules.h"
@@ -21,78 +21,31 @@ platform::Platform& P() { return platform::Get(); }
 
 std::u16string U16(const std::string& utf8) { return platform::Utf8ToUtf16(utf8); }
 
-void SleepMs(uint32_t ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
-
-// The per-run scratch directory, shared by the tests of one process.
-fs::path ScratchBase() {
-  static const fs::path base = [] {
-    fs::path dir;
-    if (const char* env = std::getenv("ORVANE_E2E_TMP"); env != nullptr && *env != '\0') {
-      dir = fs::u8path(env);
-    } else {
-      std::error_code ec;
-      dir = fs::temp_directory_path(ec);
-      if (ec) dir = fs::current_path();
-    }
-    return dir / ("orvane-e2e-" + std::to_string(platform::Get().ProcessId()));
-  }();
-  return base;
-}
-
-std::string JsonText(const cJSON* item) {
-  return (item != nullptr && cJSON_IsString(item) && item->valuestring != nullptr) ? item->valuestring
-                                                                                      : std::string();
-}
-
-bool ParseRecord(const std::string& line, ProbeRecord* out) {
-  cJSON* root = cJSON_Parse(line.c_str());
-  if (root == nullptr) return false;
-  ProbeRecord r;
-  const cJSON* argv = cJSON_GetObjectItemCaseSensitive(root, "argv");
-  const cJSON* arg = nullptr;
-  cJSON_ArrayForEach(arg, argv) { r.argv.push_back(JsonText(arg)); }
-  r.cmdline = JsonText(cJSON_GetObjectItemCaseSensitive(root, "cmdline"));
-  r.cwd = JsonText(cJSON_GetObjectItemCaseSensitive(root, "cwd"));
-  r.exe = JsonText(cJSON_GetObjectItemCaseSensitive(root, "exe"));
-  const cJSON* pid = cJSON_GetObjectItemCaseSensitive(root, "pid");
-  r.pid = cJSON_IsNumber(pid) ? static_cast<uint32_t>(pid->valuedouble) : 0;
-  // start_ns does not fit a double exactly: read it from the text.
-  const std::string key = "\"start_ns\":";
-  const size_t at = line.find(key);
-  r.startNs = at == std::string::npos ? 0 : std::strtoull(line.c_str() + at + key.size(), nullptr, 10);
-  cJSON_Delete(root);
-  *out = std::move(r);
-  return true;
-}
-
-}  // namespace
-
-void SetEnv(const std::u16string& name, const std::u16string& value) { P().SetEnv(name, &value); }
-void UnsetEnv(const std::u16string& name) { P().SetEnv(name, nullptr); }
-
 fs::path ProgramFromEnv(const char* name) {
   const char* value = std::getenv(name);
-  if (value == nullptr || *value == '\0') return {};
-  std::string text = value;
+  std::string text = value != nullptr ? value : "";
 #ifdef _WIN32
   // Under Wine the build hands over Linux paths: /x/y is Z:\x\y.
-  if (!text.empty() && text[0] == '/') {
-    std::replace(text.begin(), text.end(), '/', '\\');
-    text = "Z:" + text;
-  }
+  if (!text.empty() && text[0] == '/') text = "Z:" + WinForm(fs::u8path(text));
 #endif
   return fs::u8path(text);
 }
+
+std::string JsonText(const cJSON* root, const char* key) {
+  const cJSON* item = root == nullptr ? nullptr : cJSON_GetObjectItemCaseSensitive(root, key);
+  return cJSON_IsString(item) && item->valuestring != nullptr ? item->valuestring : "";
+}
+
+}  // namespace
 
 fs::path LauncherProgram() { return ProgramFromEnv("ORVANE_LAUNCHER"); }
 fs::path ProbeProgram() { return ProgramFromEnv("ORVANE_PROBE"); }
 
 fs::path VariantProgram(const std::string& name) {
-  fs::path dir = ProgramFromEnv("ORVANE_VARIANTS_DIR");
 #ifdef _WIN32
-  return dir / (name + ".exe");
+  return ProgramFromEnv("ORVANE_VARIANTS_DIR") / (name + ".exe");
 #else
-  return dir / name;
+  return ProgramFromEnv("ORVANE_VARIANTS_DIR") / name;
 #endif
 }
 
@@ -102,108 +55,54 @@ std::string WinForm(const fs::path& path) {
   return text;
 }
 
-std::u16string WinForm16(const fs::path& path) { return U16(WinForm(path)); }
 std::u16string Native16(const fs::path& path) { return U16(path.u8string()); }
 
 std::string ReadFile(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) return {};
   std::ostringstream text;
-  text << in.rdbuf();
+  if (in) text << in.rdbuf();
   return text.str();
 }
 
 void WriteFile(const fs::path& path, const std::string& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-bool ExitCodeIsCutTo8Bits() {
+::testing::AssertionResult EndedWith(const RunResult& run, int32_t expected) {
 #ifdef _WIN32
-  return false;
+  const uint32_t want = static_cast<uint32_t>(expected);
 #else
-  return true;
+  const uint32_t want = static_cast<uint32_t>(expected) & 0xFFu;
 #endif
-}
-
-bool SameExitCode(uint32_t actual, int32_t expected) {
-  const uint32_t full = static_cast<uint32_t>(expected);
-  return ExitCodeIsCutTo8Bits() ? actual == (full & 0xFFu) : actual == full;
-}
-
-std::vector<std::string> SplitLogLines(const std::string& bytes, bool* wellFormed) {
-  std::vector<std::string> lines;
-  *wellFormed = bytes.empty() || (bytes.size() >= 2 && bytes.compare(bytes.size() - 2, 2, "\r\n") == 0);
-  size_t pos = 0;
-  while (pos < bytes.size()) {
-    size_t end = bytes.find("\r\n", pos);
-    if (end == std::string::npos) end = bytes.size();
-    std::string line = bytes.substr(pos, end - pos);
-    if (line.find_first_of("\r\n") != std::string::npos) *wellFormed = false;
-    lines.push_back(std::move(line));
-    pos = end + 2;
-  }
-  return lines;
+  if (!run.finished) return ::testing::AssertionFailure() << "timed out, or did not start";
+  if (run.exitCode != want) return ::testing::AssertionFailure() << "exit code " << run.exitCode << ", not " << want;
+  return ::testing::AssertionSuccess();
 }
 
 bool ParseLogLine(const std::string& line, LogLine* out) {
-  // Parsed by hand: a log line may run to thousands of characters, more than
-  // a backtracking regex engine should be given.
-  auto digit = [](char c) { return c >= '0' && c <= '9'; };
-  static const char kTimeShape[] = "dddd-dd-dd dd:dd:dd.ddd";
-  if (line.size() < 23) return false;
-  for (size_t i = 0; i < 23; ++i) {
-    if (kTimeShape[i] == 'd' ? !digit(line[i]) : line[i] != kTimeShape[i]) return false;
-  }
-  size_t pos = 23;
-  auto expect = [&](const char* text) {
-    const size_t n = std::char_traits<char>::length(text);
-    if (line.compare(pos, n, text) != 0) return false;
-    pos += n;
-    return true;
-  };
-  auto field = [&](char close, std::string* value) {
-    const size_t end = line.find(close, pos);
-    if (end == std::string::npos) return false;
-    *value = line.substr(pos, end - pos);
-    pos = end + 1;
-    return true;
-  };
-  LogLine r;
-  r.time = line.substr(0, 23);
-  if (!expect(" [") || !field(']', &r.level) || !expect("[") || !field(']', &r.pidField) || !expect("[") ||
-      !field(']', &r.tidField) || !expect(" [") || !field(']', &r.tag) || !expect(" ")) {
-    return false;
-  }
-  r.message = line.substr(pos);
-  if (r.level != "DEBG" && r.level != "INFO" && r.level != "WARN" && r.level != "ERRO") return false;
-  // "%5d": at least five columns, blank-filled on the left only when shorter.
-  for (const std::string* f : {&r.pidField, &r.tidField}) {
-    const size_t firstDigit = f->find_first_not_of(' ');
-    if (f->size() < 5 || firstDigit == std::string::npos) return false;
-    if (f->size() > 5 && firstDigit != 0) return false;
-    for (size_t i = firstDigit; i < f->size(); ++i) {
-      if (!digit((*f)[i])) return false;
-    }
-  }
-  *out = std::move(r);
+  // "%5d" fills at least five columns, with blanks on the left only when
+  // shorter. The pattern sees a bounded head: the message may be long.
+  static const std::string kPid5 = R"(( {4}\d| {3}\d{2}| {2}\d{3}| \d{4}|\d{5,}))";
+  static const std::regex kHead(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} \[(DEBG|INFO|WARN|ERRO)\]\[)" + kPid5 +
+                                R"(\]\[)" + kPid5 + R"(\] \[([^\]]*)\] )");
+  const std::string head = line.substr(0, 128);
+  std::smatch m;
+  if (!std::regex_search(head, m, kHead, std::regex_constants::match_continuous)) return false;
+  *out = LogLine{m[1], m[2], m[4], line.substr(m.length(0))};
   return true;
 }
 
 std::string Pid5(uint32_t pid) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%5u", pid);
-  return buf;
+  const std::string digits = std::to_string(pid);
+  return std::string(5 - std::min<size_t>(5, digits.size()), ' ') + digits;
 }
 
 bool FindPathSpan(const std::string& message, size_t* start, size_t* end) {
   const size_t first = message.find('\\');
   if (first == std::string::npos) return false;
-  const size_t last = message.rfind('\\');
   const size_t blankBefore = message.rfind(' ', first);
   *start = blankBefore == std::string::npos ? 0 : blankBefore + 1;
-  const size_t blankAfter = message.find(' ', last);
-  *end = blankAfter == std::string::npos ? message.size() : blankAfter;
+  *end = std::min(message.find(' ', message.rfind('\\')), message.size());
   return true;
 }
 
@@ -213,38 +112,35 @@ std::string WithSizeNote(const std::string& message) {
   return message.substr(0, start) + "str size:" + std::to_string(end - start) + message.substr(end);
 }
 
-Sandbox::Sandbox(const std::string& name) : Sandbox(name, fs::path()) {}
-
 Sandbox::Sandbox(const std::string& name, const fs::path& root) {
-  base_ = ScratchBase() / name;
+  // The tests of one process share a scratch directory named by its id.
+  const char* scratch = std::getenv("ORVANE_E2E_TMP");
+  base_ = (scratch != nullptr && *scratch != '\0' ? fs::u8path(scratch) : fs::temp_directory_path()) /
+          ("orvane-e2e-" + std::to_string(P().ProcessId())) / name;
+  root_ = root.empty() ? base_ / "root" : root;
+  local_ = base_ / "local";
+  record_ = base_ / "probe-records.jsonl";
   std::error_code ec;
   fs::remove_all(base_, ec);
-  root_ = root.empty() ? base_ / "root" : root;
-  if (!root.empty()) {
-    fs::remove_all(root_, ec);
-    separateRoot_ = true;
-  }
-  local_ = base_ / "local";
-  roaming_ = base_ / "roaming";
-  objects_ = base_ / "objects";
-  record_ = base_ / "probe-records.jsonl";
-  for (const fs::path& dir : {root_, local_, roaming_, objects_}) fs::create_directories(dir);
+  fs::remove_all(root_, ec);
+  for (const fs::path& dir : {root_, local_, base_ / "roaming", base_ / "objects"}) fs::create_directories(dir);
 
-  SetEnv(u"LOCALAPPDATA", Native16(local_));
-  SetEnv(u"APPDATA", Native16(roaming_));
-  SetEnv(u"ORVANE_OBJECT_NAMESPACE", Native16(objects_));
-  SetEnv(u"ORVANE_PROBE_RECORD", Native16(record_));
-  UnsetEnv(u"ORVANE_PROBE_STAY_MS");
+  for (const auto& [name, dir] : {std::pair{u"LOCALAPPDATA", local_},
+                                  {u"APPDATA", base_ / "roaming"},
+                                  {u"ORVANE_OBJECT_NAMESPACE", base_ / "objects"},
+                                  {u"ORVANE_PROBE_RECORD", record_}}) {
+    const std::u16string value = Native16(dir);
+    P().SetEnv(name, &value);
+  }
   // No graphical session: a message box is a line on standard error and
   // never waits for a person.
-  UnsetEnv(u"DISPLAY");
-  UnsetEnv(u"WAYLAND_DISPLAY");
+  for (const char16_t* name : {u"ORVANE_PROBE_STAY_MS", u"DISPLAY", u"WAYLAND_DISPLAY"}) P().SetEnv(name, nullptr);
 }
 
 Sandbox::~Sandbox() {
   for (const Child& child : started_) {
     uint32_t code = 0;
-    if (P().ExitCodeOf(child.process, &code) && code == 259) {
+    if (P().ExitCodeOf(child.process, &code) && code == 259 /* STILL_ACTIVE */) {
       P().Terminate(child.process, 1);
       P().WaitOne(child.process, 5000);
     }
@@ -255,10 +151,10 @@ Sandbox::~Sandbox() {
   // on Windows.
   for (int attempt = 0; attempt < 20; ++attempt) {
     std::error_code ec;
-    if (separateRoot_) fs::remove_all(root_, ec);
+    fs::remove_all(root_, ec);
     fs::remove_all(base_, ec);
     if (!ec && !fs::exists(base_, ec) && !fs::exists(root_, ec)) break;
-    SleepMs(100);
+    P().SleepMs(100);
   }
 }
 
@@ -275,22 +171,17 @@ fs::path Sandbox::AddVersion(const std::string& dirName, const std::string& exeN
   return exe;
 }
 
-fs::path Sandbox::LogPath() const {
-  return local_ / "Orvane" / "User Data" / "sdk_storage" / "log" / "Orvane-launcher.log";
+bool Sandbox::Start(const fs::path& program, const std::string& argumentText, Child* child) {
+  std::u16string commandLine = u"\"" + U16(WinForm(program)) + u"\"";
+  if (!argumentText.empty()) commandLine += u" " + U16(argumentText);
+  return StartLine(commandLine, child);
 }
 
-fs::path Sandbox::ReportPath() const { return local_ / "Orvane" / "User Data" / "update" / "update_report.json"; }
-
-fs::path Sandbox::IniPath() const { return root_ / "Orvane.ini"; }
-
-bool Sandbox::Start(const fs::path& program, const std::string& argumentText, Child* child) {
-  std::u16string commandLine = u"\"" + WinForm16(program) + u"\"";
-  if (!argumentText.empty()) commandLine += u" " + U16(argumentText);
+bool Sandbox::StartLine(const std::u16string& commandLine, Child* child) {
   platform::ProcessInfo info;
   if (!P().StartProcess(commandLine, u"", &info)) return false;
   if (info.thread != nullptr) P().CloseObject(info.thread);
-  child->process = info.process;
-  child->pid = info.pid;
+  *child = Child{info.process, info.pid};
   started_.push_back(*child);
   return true;
 }
@@ -307,51 +198,51 @@ RunResult Sandbox::Wait(const Child& child, uint32_t timeoutMs) {
   return result;
 }
 
-RunResult Sandbox::Run(const fs::path& program, const std::string& argumentText, uint32_t timeoutMs) {
+RunResult Sandbox::Run(const fs::path& program, const std::string& argumentText) {
   Child child;
-  if (!Start(program, argumentText, &child)) return RunResult{};
-  return Wait(child, timeoutMs);
+  return Start(program, argumentText, &child) ? Wait(child) : RunResult{};
 }
 
-RunResult Sandbox::RunCapturingStderr(const fs::path& program, const std::string& argumentText,
-                                      uint32_t timeoutMs) {
+RunResult Sandbox::RunCapturingStderr(const fs::path& program, const std::string& argumentText) {
 #ifdef _WIN32
-  return Run(program, argumentText, timeoutMs);
+  return Run(program, argumentText);
 #else
-  static int counter = 0;
-  const fs::path errFile = base_ / ("stderr-" + std::to_string(++counter) + ".txt");
   // sh -c 'exec 2>"$0"; exec "$@"' <errFile> <program> <arguments...>
+  const fs::path errFile = base_ / "stderr.txt";
   std::u16string commandLine = u"/bin/sh " + platform::JoinArguments({u"-c", u"exec 2>\"$0\"; exec \"$@\"",
-                                                                       Native16(errFile), Native16(program)});
+                                                                      Native16(errFile), Native16(program)});
   if (!argumentText.empty()) commandLine += u" " + U16(argumentText);
-  platform::ProcessInfo info;
-  if (!P().StartProcess(commandLine, u"", &info)) return RunResult{};
-  if (info.thread != nullptr) P().CloseObject(info.thread);
-  Child child{info.process, info.pid};
-  started_.push_back(child);
-  RunResult result = Wait(child, timeoutMs);
+  Child child;
+  if (!StartLine(commandLine, &child)) return RunResult{};
+  RunResult result = Wait(child);
   result.stderrText = ReadFile(errFile);
   return result;
 #endif
 }
 
-std::vector<ProbeRecord> Sandbox::Records() {
+std::vector<ProbeRecord> Sandbox::Records() const {
   std::vector<ProbeRecord> records;
   std::istringstream lines(ReadFile(record_));
-  std::string line;
-  while (std::getline(lines, line)) {
-    ProbeRecord r;
-    if (ParseRecord(line, &r)) records.push_back(std::move(r));
+  for (std::string line; std::getline(lines, line);) {
+    cJSON* root = cJSON_Parse(line.c_str());
+    if (root == nullptr) continue;
+    ProbeRecord r{{}, JsonText(root, "cmdline"), JsonText(root, "cwd"), JsonText(root, "exe")};
+    const cJSON* arg = nullptr;
+    cJSON_ArrayForEach(arg, cJSON_GetObjectItemCaseSensitive(root, "argv")) {
+      r.argv.push_back(cJSON_IsString(arg) ? arg->valuestring : "");
+    }
+    cJSON_Delete(root);
+    records.push_back(std::move(r));
   }
   return records;
 }
 
-std::vector<ProbeRecord> Sandbox::WaitForRecords(size_t count, uint32_t timeoutMs) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+std::vector<ProbeRecord> Sandbox::WaitForRecords(size_t count) const {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   for (;;) {
     std::vector<ProbeRecord> records = Records();
     if (records.size() >= count || std::chrono::steady_clock::now() >= deadline) return records;
-    SleepMs(10);
+    P().SleepMs(10);
   }
 }
 
