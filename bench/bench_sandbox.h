@@ -16,6 +16,17 @@
 #include "platform/platform.h"
 #include "platform/unicode.h"
 
+// The built programs; the build defines these, a run may name others.
+#ifndef ORVANE_BENCH_LAUNCHER
+#define ORVANE_BENCH_LAUNCHER ""
+#endif
+#ifndef ORVANE_BENCH_PROBE
+#define ORVANE_BENCH_PROBE ""
+#endif
+#ifndef ORVANE_BENCH_BARE_START
+#define ORVANE_BENCH_BARE_START ""
+#endif
+
 namespace bench {
 
 namespace fs = std::filesystem;

@@ -27,15 +27,6 @@
 
 #include "bench_sandbox.h"
 
-#ifndef ORVANE_BENCH_LAUNCHER
-#define ORVANE_BENCH_LAUNCHER ""
-#endif
-#ifndef ORVANE_BENCH_PROBE
-#define ORVANE_BENCH_PROBE ""
-#endif
-#ifndef ORVANE_BENCH_BARE_START
-#define ORVANE_BENCH_BARE_START ""
-#endif
 #ifndef ORVANE_BENCH_WINDOWS_EXE
 #define ORVANE_BENCH_WINDOWS_EXE ""
 #endif

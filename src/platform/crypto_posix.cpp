@@ -2,6 +2,7 @@
 // Windows calls the log encoder makes: PEM to DER, the PKCS#1 public key to
 // the RSA1 key blob, the blob to a key, and m^e mod n on whole blocks.
 #include <mbedtls/asn1.h>
+#include <mbedtls/base64.h>
 #include <mbedtls/rsa.h>
 #include <sys/random.h>
 
@@ -36,44 +37,19 @@ struct RsaKey {
 
 int32_t Status(uint32_t status) { return static_cast<int32_t>(status); }
 
-int Base64Value(char c) {
-  if (c >= 'A' && c <= 'Z') return c - 'A';
-  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
-  if (c >= '0' && c <= '9') return c - '0' + 52;
-  if (c == '+') return 62;
-  if (c == '/') return 63;
-  return -1;
-}
-
-// Decodes Base64 skipping white space; false on any other stray character.
+// Decodes Base64, white space (the PEM body's line breaks) skipped; false
+// on any other stray character.
 bool DecodeBase64(const char* begin, const char* end, std::vector<uint8_t>* out) {
-  uint32_t bits = 0;
-  int count = 0;
-  bool padding = false;
+  std::string text;
   for (const char* p = begin; p < end; ++p) {
-    const char c = *p;
-    if (c == ' ' || c == '\t' || c == '\r' || c == '\n') continue;
-    if (c == '=') {
-      padding = true;
-      continue;
-    }
-    const int v = Base64Value(c);
-    if (v < 0 || padding) return false;
-    bits = (bits << 6) | static_cast<uint32_t>(v);
-    if (++count == 4) {
-      out->push_back(static_cast<uint8_t>(bits >> 16));
-      out->push_back(static_cast<uint8_t>(bits >> 8));
-      out->push_back(static_cast<uint8_t>(bits));
-      bits = 0;
-      count = 0;
-    }
+    if (*p != ' ' && *p != '\t' && *p != '\r' && *p != '\n') text.push_back(*p);
   }
-  if (count == 1) return false;
-  if (count == 2) out->push_back(static_cast<uint8_t>(bits >> 4));
-  if (count == 3) {
-    out->push_back(static_cast<uint8_t>(bits >> 10));
-    out->push_back(static_cast<uint8_t>(bits >> 2));
-  }
+  const auto* in = reinterpret_cast<const unsigned char*>(text.data());
+  size_t size = 0;
+  if (mbedtls_base64_decode(nullptr, 0, &size, in, text.size()) == MBEDTLS_ERR_BASE64_INVALID_CHARACTER) return false;
+  out->resize(size);
+  if (mbedtls_base64_decode(out->data(), out->size(), &size, in, text.size()) != 0) return false;
+  out->resize(size);
   return true;
 }
 

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "mbedtls/base64.h"
 #include "mbedtls/bignum.h"
 #include "mbedtls/pk.h"
 #include "mbedtls/rsa.h"
@@ -94,43 +95,13 @@ bool LogKey::DecryptBlocks(const std::vector<uint8_t>& cipher, std::vector<uint8
   return ok;
 }
 
-namespace {
-
-int Base64Value(char c) {
-  if (c >= 'A' && c <= 'Z') return c - 'A';
-  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
-  if (c >= '0' && c <= '9') return c - '0' + 52;
-  if (c == '+') return 62;
-  if (c == '/') return 63;
-  return -1;
-}
-
-}  // namespace
-
 bool DecodeBase64(const std::string& text, std::vector<uint8_t>* out) {
-  if (text.size() % 4 != 0) return false;
-  std::vector<uint8_t> bytes;
-  bytes.reserve(text.size() / 4 * 3);
-  for (size_t i = 0; i < text.size(); i += 4) {
-    const bool lastGroup = i + 4 == text.size();
-    int v[4];
-    int pad = 0;
-    for (int k = 0; k < 4; ++k) {
-      const char c = text[i + k];
-      if (c == '=' && lastGroup && k >= 2) {
-        v[k] = 0;
-        ++pad;
-        continue;
-      }
-      if (pad > 0) return false;  // a character after padding
-      v[k] = Base64Value(c);
-      if (v[k] < 0) return false;
-    }
-    const uint32_t group = (uint32_t(v[0]) << 18) | (uint32_t(v[1]) << 12) | (uint32_t(v[2]) << 6) | uint32_t(v[3]);
-    bytes.push_back(static_cast<uint8_t>(group >> 16));
-    if (pad < 2) bytes.push_back(static_cast<uint8_t>(group >> 8));
-    if (pad < 1) bytes.push_back(static_cast<uint8_t>(group));
-  }
+  const auto* in = reinterpret_cast<const unsigned char*>(text.data());
+  size_t size = 0;
+  if (mbedtls_base64_decode(nullptr, 0, &size, in, text.size()) == MBEDTLS_ERR_BASE64_INVALID_CHARACTER) return false;
+  std::vector<uint8_t> bytes(size);
+  if (mbedtls_base64_decode(bytes.data(), bytes.size(), &size, in, text.size()) != 0) return false;
+  bytes.resize(size);
   *out = std::move(bytes);
   return true;
 }
