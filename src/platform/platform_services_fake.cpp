@@ -84,15 +84,11 @@ int32_t FakePlatform::ShGetValue(Hive hive, const std::u16string& subKey, const 
   const std::u16string path = RegistryPath(hive, subKey);
   if (Enter("ShGetValue", path + u"\\" + valueName)) return static_cast<int32_t>(InjectedError());
   auto key = FindKey(registry, path);
-  if (key == registry.end()) {
+  if (key == registry.end() || FindKey(key->second, valueName) == key->second.end()) {
     lastError_ = kErrorFileNotFound;
     return static_cast<int32_t>(kErrorFileNotFound);
   }
   auto value = FindKey(key->second, valueName);
-  if (value == key->second.end()) {
-    lastError_ = kErrorFileNotFound;
-    return static_cast<int32_t>(kErrorFileNotFound);
-  }
   if (value->second.data.size() > maxBytes) {
     lastError_ = kErrorMoreData;
     return static_cast<int32_t>(kErrorMoreData);
@@ -120,15 +116,11 @@ int32_t FakePlatform::ShDeleteValue(Hive hive, const std::u16string& subKey, con
   const std::u16string path = RegistryPath(hive, subKey);
   if (Enter("ShDeleteValue", path + u"\\" + valueName)) return static_cast<int32_t>(InjectedError());
   auto key = FindKey(registry, path);
-  if (key == registry.end()) {
+  if (key == registry.end() || FindKey(key->second, valueName) == key->second.end()) {
     lastError_ = kErrorFileNotFound;
     return static_cast<int32_t>(kErrorFileNotFound);
   }
   auto value = FindKey(key->second, valueName);
-  if (value == key->second.end()) {
-    lastError_ = kErrorFileNotFound;
-    return static_cast<int32_t>(kErrorFileNotFound);
-  }
   key->second.erase(value);
   lastError_ = kErrorSuccess;
   return 0;
