@@ -98,7 +98,6 @@ TEST_F(VersionDirsTest, FindMainExeRows) {
        "1.10.0/Vornapp.exe"},
       {{"1.78.0/Vornapp.exe", "1.79.0.todelete-1700000000/Vornapp.exe"}, nullptr, "1.79.0.todelete-1700000000",
        "1.79.0.todelete-1700000000/Vornapp.exe"},
-      {{"1.2.3-beta/Vornapp.exe", "1.2.3/Orvane.exe"}, nullptr, "1.2.3", "1.2.3/Orvane.exe"},
       {{"Vornapp.exe", "9.0/nothing.txt"}, nullptr, "", ""},
   };
   for (size_t i = 0; i < std::size(rows); ++i) {

@@ -1,6 +1,7 @@
 #include "e2e_log.h"
 
 #include <algorithm>
+#include <regex>
 #include <sstream>
 
 #ifdef ORVANE_HAVE_LOG_DECRYPT
@@ -10,6 +11,19 @@
 namespace e2e {
 
 namespace {
+
+bool ParseLogLine(const std::string& line, LogLine* out) {
+  // "%5d" fills at least five columns, with blanks on the left only when
+  // shorter. The pattern sees a bounded head: the message may be long.
+  static const std::string kPid5 = R"(( {4}\d| {3}\d{2}| {2}\d{3}| \d{4}|\d{5,}))";
+  static const std::regex kHead(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} \[(DEBG|INFO|WARN|ERRO)\]\[)" + kPid5 +
+                                R"(\]\[)" + kPid5 + R"(\] \[([^\]]*)\] )");
+  const std::string head = line.substr(0, 128);
+  std::smatch m;
+  if (!std::regex_search(head, m, kHead, std::regex_constants::match_continuous)) return false;
+  *out = LogLine{m[1], m[2], m[4], line.substr(m.length(0))};
+  return true;
+}
 
 // The message of a line with its spans decrypted (natively), or as written.
 std::string ClearMessage(const std::string& written) {

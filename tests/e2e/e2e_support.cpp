@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -77,19 +76,6 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
   if (!run.finished) return ::testing::AssertionFailure() << "timed out, or did not start";
   if (run.exitCode != want) return ::testing::AssertionFailure() << "exit code " << run.exitCode << ", not " << want;
   return ::testing::AssertionSuccess();
-}
-
-bool ParseLogLine(const std::string& line, LogLine* out) {
-  // "%5d" fills at least five columns, with blanks on the left only when
-  // shorter. The pattern sees a bounded head: the message may be long.
-  static const std::string kPid5 = R"(( {4}\d| {3}\d{2}| {2}\d{3}| \d{4}|\d{5,}))";
-  static const std::regex kHead(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} \[(DEBG|INFO|WARN|ERRO)\]\[)" + kPid5 +
-                                R"(\]\[)" + kPid5 + R"(\] \[([^\]]*)\] )");
-  const std::string head = line.substr(0, 128);
-  std::smatch m;
-  if (!std::regex_search(head, m, kHead, std::regex_constants::match_continuous)) return false;
-  *out = LogLine{m[1], m[2], m[4], line.substr(m.length(0))};
-  return true;
 }
 
 std::string Pid5(uint32_t pid) {

@@ -56,7 +56,6 @@ struct ProbeRecord {
 struct LogLine {
   std::string level, pidField, tag, message;
 };
-bool ParseLogLine(const std::string& line, LogLine* out);
 std::string Pid5(uint32_t pid);  // "%5d"
 
 // The span of a clear message that the log encoder replaces: from the start

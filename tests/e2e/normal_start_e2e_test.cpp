@@ -144,7 +144,6 @@ TEST(NormalStart, CommandLineRowsReachTheApplicationInNormalForm) {
     const char* handedOn;
     bool windowsOnly;
   } rows[] = {
-      {"", "", false},
       {"-a /b --c=1 d \"e f\" --j=k=l", "--a --b --c=1 --j=k=l d \"\"e f\"\"", false},
       {"-a --g=\"h i\" \"--x=1\"", "--a --g=\"h i\" \"--x=1\"", true},
       {"--p=\"C:\\Program Files\\\" --q=1 r", "--p=\"\"C:\\Program Files\\\" --q=1 r\"", true},
