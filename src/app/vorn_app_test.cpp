@@ -71,9 +71,7 @@ TEST_F(VornAppTest, LanguageChoice) {
   for (size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE("row " + std::to_string(i));
     const Row& row = rows[i];
-    ResetLogStateForTesting();
-    std::filesystem::remove(LogPath());
-    OpenLog();
+    ReopenLog();
     fake.uiLanguage = row.langId;
     TestApp app;
     app.configForTest().language = row.configured;

@@ -61,9 +61,7 @@ TEST_F(EncodeLogLineTest, FailureAtEachStepLogsOnceAndLatches) {
   for (size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE("row " + std::to_string(i));
     const Row& row = rows[i];
-    ResetLogStateForTesting();
-    std::filesystem::remove(LogPath());
-    OpenLog();
+    ReopenLog();
     fake.ClearCalls();
     fake.FailCall(row.op, row.error, row.nth);
     LogInfo(u"Delete file C:\\a\\b.txt failed");

@@ -68,6 +68,12 @@ class LogFileTest : public ::testing::Test {
     SetLogFileTag(tag);
     OpenLogFile(temp.core() + u"\\log", u"test.log");
   }
+  // A fresh log for the next row of a table: state reset, file removed.
+  void ReopenLog() {
+    ResetLogStateForTesting();
+    std::filesystem::remove(LogPath());
+    OpenLog();
+  }
   std::filesystem::path LogPath() const { return temp.path() / "log" / "test.log"; }
   std::string LogText() const { return ReadFileBytes(LogPath()); }
   // The lines of the log, each without its CR LF.

@@ -120,6 +120,7 @@ class FakePlatform : public Platform {
     int remaining;
   };
   struct KernelObject;
+  KernelObject* ProcessObject(Handle handle);
 
   Platform& real_;
   ScopedOverride override_;

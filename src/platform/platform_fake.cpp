@@ -433,15 +433,23 @@ bool FakePlatform::CloseObject(Handle handle) {
   return true;
 }
 
-bool FakePlatform::ExitCodeOf(Handle process, uint32_t* code) {
-  auto it = std::find_if(objects_.begin(), objects_.end(), [&](const auto& o) { return o.get() == process; });
-  if (Enter("ExitCodeOf", it != objects_.end() ? (*it)->name : u"")) return false;
-  if (it == objects_.end() || (*it)->kind != KernelObject::Kind::kProcess) {
+// A process handle of the fake, or null (last error 6) for any other handle.
+FakePlatform::KernelObject* FakePlatform::ProcessObject(Handle handle) {
+  KernelObject* object = FindObject(objects_, handle);
+  if (object == nullptr || object->kind != KernelObject::Kind::kProcess) {
     lastError_ = kErrorInvalidHandle;
-    return false;
+    return nullptr;
   }
-  if ((*it)->real != nullptr) {
-    const bool result = real_.ExitCodeOf((*it)->real, code);
+  return object;
+}
+
+bool FakePlatform::ExitCodeOf(Handle process, uint32_t* code) {
+  KernelObject* found = FindObject(objects_, process);
+  if (Enter("ExitCodeOf", found != nullptr ? found->name : u"")) return false;
+  KernelObject* object = ProcessObject(process);
+  if (object == nullptr) return false;
+  if (object->real != nullptr) {
+    const bool result = real_.ExitCodeOf(object->real, code);
     lastError_ = real_.LastError();
     return result;
   }
@@ -451,14 +459,12 @@ bool FakePlatform::ExitCodeOf(Handle process, uint32_t* code) {
 }
 
 bool FakePlatform::Terminate(Handle process, uint32_t exitCode) {
-  auto it = std::find_if(objects_.begin(), objects_.end(), [&](const auto& o) { return o.get() == process; });
-  if (Enter("Terminate", it != objects_.end() ? (*it)->name : u"")) return false;
-  if (it == objects_.end() || (*it)->kind != KernelObject::Kind::kProcess) {
-    lastError_ = kErrorInvalidHandle;
-    return false;
-  }
-  if ((*it)->real != nullptr) {
-    const bool result = real_.Terminate((*it)->real, exitCode);
+  KernelObject* found = FindObject(objects_, process);
+  if (Enter("Terminate", found != nullptr ? found->name : u"")) return false;
+  KernelObject* object = ProcessObject(process);
+  if (object == nullptr) return false;
+  if (object->real != nullptr) {
+    const bool result = real_.Terminate(object->real, exitCode);
     lastError_ = real_.LastError();
     return result;
   }
