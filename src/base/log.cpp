@@ -119,8 +119,7 @@ void WriteLogLine(const char16_t* level, const char16_t* format, const FormatArg
 
   if (g_logStream == nullptr) return;
   bytes.append("\r\n");
-  std::fwrite(bytes.data(), 1, bytes.size(), g_logStream);
-  std::fflush(g_logStream);
+  p.AppendShared(g_logStream, bytes);
 }
 
 void OpenLogFile(const std::u16string& dir, const std::u16string& fileName) {

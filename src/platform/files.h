@@ -52,6 +52,12 @@ class Files {
   // _wfopen with a narrow mode ("rb", "wb", "ab", "a+b"). Null and last
   // error on failure. The stream is closed with std::fclose.
   virtual std::FILE* OpenStream(const std::u16string& path, const char* mode) = 0;
+
+  // Appends the bytes as one piece to a stream opened in an append mode.
+  // Several launchers write the same log and report at once; each piece lands
+  // whole at the file's end, never split by or written over another process's
+  // piece. True when every byte was written and flushed.
+  virtual bool AppendShared(std::FILE* stream, const std::string& bytes) = 0;
 };
 
 }  // namespace platform

@@ -269,4 +269,20 @@ std::FILE* PosixPlatform::OpenStream(const std::u16string& path, const char* mod
   return stream;
 }
 
+bool PosixPlatform::AppendShared(std::FILE* stream, const std::string& bytes) {
+  // The stream's buffer may be smaller than the piece, and stdio would then
+  // split it over several writes. One write(2) on a descriptor opened with
+  // O_APPEND lands whole at the end of a regular file.
+  if (std::fflush(stream) != 0) return false;
+  const int fd = ::fileno(stream);
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    done += static_cast<size_t>(n);
+  }
+  return true;
+}
+
 }  // namespace platform

@@ -3,6 +3,8 @@
 #include <shlobj.h>
 #include <shlwapi.h>
 
+#include <io.h>
+
 #include <cstdio>
 
 #include "platform/win_platform.h"
@@ -61,6 +63,22 @@ std::FILE* WinPlatform::OpenStream(const std::u16string& path, const char* mode)
     wideMode.push_back(static_cast<char16_t>(static_cast<unsigned char>(*c)));
   }
   return ::_wfopen(AsWide(path), AsWide(wideMode));
+}
+
+bool WinPlatform::AppendShared(std::FILE* stream, const std::string& bytes) {
+  // The C runtime appends by moving to the end and then writing, so two
+  // processes can both write at the same old end. Writers therefore take turns
+  // on an exclusive lock of one byte far beyond any real file size: it orders
+  // the appenders without blocking anyone who only reads the file.
+  HANDLE file = reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(stream)));
+  OVERLAPPED turn = {};
+  turn.OffsetHigh = 0x40000000u;
+  const bool locked = file != INVALID_HANDLE_VALUE && ::LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &turn) != FALSE;
+  // Without the lock (a file system that has none) the piece is still written.
+  const bool written = bytes.empty() || std::fwrite(bytes.data(), bytes.size(), 1, stream) == 1;
+  const bool flushed = std::fflush(stream) == 0;
+  if (locked) ::UnlockFileEx(file, 0, 1, 0, &turn);
+  return written && flushed;
 }
 
 }  // namespace platform

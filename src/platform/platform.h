@@ -49,6 +49,7 @@ class Platform : public Files,
   bool FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) override; \
   uint32_t GetAttributes(const std::u16string& path) override; \
   std::FILE* OpenStream(const std::u16string& path, const char* mode) override; \
+  bool AppendShared(std::FILE* stream, const std::string& bytes) override; \
   std::u16string ModuleFilePath() override; \
   bool GetEnv(const std::u16string& name, std::u16string* value) override; \
   bool SetEnv(const std::u16string& name, const std::u16string* value) override; \

@@ -175,6 +175,11 @@ std::FILE* FakePlatform::OpenStream(const std::u16string& path, const char* mode
   return result;
 }
 
+bool FakePlatform::AppendShared(std::FILE* stream, const std::string& bytes) {
+  if (Enter("AppendShared", u"")) return false;
+  return real_.AppendShared(stream, bytes);
+}
+
 // --- Environment -------------------------------------------------------------
 
 std::u16string FakePlatform::ModuleFilePath() {
