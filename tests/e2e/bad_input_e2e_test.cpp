@@ -4,14 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "e2e_log.h"
 #include "e2e_support.h"
 #include "gtest/gtest.h"
 
 namespace e2e {
 namespace {
-
-platform::Platform& P() { return platform::Get(); }
 
 // Launchers built with other documents end before any launch: a broken
 // configuration before the log exists, a broken locale right after.

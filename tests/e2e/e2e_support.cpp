@@ -1,9 +1,9 @@
 #include "e2e_support.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -12,11 +12,13 @@
 #include "platform/argv_rules.h"
 #include "platform/unicode.h"
 
+#ifdef ORVANE_HAVE_LOG_DECRYPT
+#include "log_decrypt_lib.h"
+#endif
+
 namespace e2e {
 
 namespace {
-
-platform::Platform& P() { return platform::Get(); }
 
 std::u16string U16(const std::string& utf8) { return platform::Utf8ToUtf16(utf8); }
 
@@ -35,17 +37,50 @@ std::string JsonText(const cJSON* root, const char* key) {
   return cJSON_IsString(item) && item->valuestring != nullptr ? item->valuestring : "";
 }
 
+bool ParseLogLine(const std::string& line, LogLine* out) {
+  // "%5d" fills at least five columns, with blanks on the left only when
+  // shorter. The pattern sees a bounded head: the message may be long.
+  static const std::string kPid5 = R"(( {4}\d| {3}\d{2}| {2}\d{3}| \d{4}|\d{5,}))";
+  static const std::regex kHead(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} \[(DEBG|INFO|WARN|ERRO)\]\[)" + kPid5 +
+                                R"(\]\[)" + kPid5 + R"(\] \[([^\]]*)\] )");
+  const std::string head = line.substr(0, 128);
+  std::smatch m;
+  if (!std::regex_search(head, m, kHead, std::regex_constants::match_continuous)) return false;
+  *out = LogLine{m[1], m[2], m[4], line.substr(m.length(0))};
+  return true;
+}
+
+// The message of a line with its spans decrypted (natively), or as written.
+std::string ClearMessage(const std::string& written) {
+#ifdef ORVANE_HAVE_LOG_DECRYPT
+  static logdecrypt::LogKey key;
+  static std::string error;
+  static const bool loaded = key.LoadFile(ORVANE_TEST_KEYS_DIR "/dev_log_private.pem", &error);
+  if (!loaded) ADD_FAILURE() << "development key: " << error;
+  return logdecrypt::DecryptLine(key, written);
+#else
+  return written;
+#endif
+}
+
+bool ShowsMessage(const std::string& written, const std::string& clear, SpanMode mode) {
+  if (mode == SpanMode::kEncrypted) {
+    // A path must not stand in clear, and must decrypt back to itself.
+    return (written != clear || clear.find('\\') == std::string::npos) && ClearMessage(written) == clear;
+  }
+  if (written == WithSizeNote(clear)) return true;
+  size_t start = 0, end = 0;
+  return mode == SpanMode::kWineFailed && FindPathSpan(clear, &start, &end) &&
+         written == clear.substr(0, start) + Base64OfZeros((end - start + 63) / 64 * 64) + clear.substr(end);
+}
+
 }  // namespace
 
 fs::path LauncherProgram() { return ProgramFromEnv("ORVANE_LAUNCHER"); }
 fs::path ProbeProgram() { return ProgramFromEnv("ORVANE_PROBE"); }
-
+// A variant carries the launcher's own extension (".exe" on Windows).
 fs::path VariantProgram(const std::string& name) {
-#ifdef _WIN32
-  return ProgramFromEnv("ORVANE_VARIANTS_DIR") / (name + ".exe");
-#else
-  return ProgramFromEnv("ORVANE_VARIANTS_DIR") / name;
-#endif
+  return ProgramFromEnv("ORVANE_VARIANTS_DIR") / (name + LauncherProgram().extension().u8string());
 }
 
 std::string WinForm(const fs::path& path) {
@@ -68,34 +103,13 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
 }
 
 ::testing::AssertionResult EndedWith(const RunResult& run, int32_t expected) {
-#ifdef _WIN32
-  const uint32_t want = static_cast<uint32_t>(expected);
-#else
-  const uint32_t want = static_cast<uint32_t>(expected) & 0xFFu;
+  uint32_t want = static_cast<uint32_t>(expected);
+#ifndef _WIN32
+  want &= 0xFFu;
 #endif
   if (!run.finished) return ::testing::AssertionFailure() << "timed out, or did not start";
-  if (run.exitCode != want) return ::testing::AssertionFailure() << "exit code " << run.exitCode << ", not " << want;
-  return ::testing::AssertionSuccess();
-}
-
-std::string Pid5(uint32_t pid) {
-  const std::string digits = std::to_string(pid);
-  return std::string(5 - std::min<size_t>(5, digits.size()), ' ') + digits;
-}
-
-bool FindPathSpan(const std::string& message, size_t* start, size_t* end) {
-  const size_t first = message.find('\\');
-  if (first == std::string::npos) return false;
-  const size_t blankBefore = message.rfind(' ', first);
-  *start = blankBefore == std::string::npos ? 0 : blankBefore + 1;
-  *end = std::min(message.find(' ', message.rfind('\\')), message.size());
-  return true;
-}
-
-std::string WithSizeNote(const std::string& message) {
-  size_t start = 0, end = 0;
-  if (!FindPathSpan(message, &start, &end)) return message;
-  return message.substr(0, start) + "str size:" + std::to_string(end - start) + message.substr(end);
+  if (run.exitCode == want) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "exit code " << run.exitCode << ", not " << want;
 }
 
 Sandbox::Sandbox(const std::string& name, const fs::path& root) {
@@ -124,7 +138,7 @@ Sandbox::Sandbox(const std::string& name, const fs::path& root) {
 }
 
 Sandbox::~Sandbox() {
-  for (const Child& child : started_) {
+  for (const platform::ProcessInfo& child : started_) {
     uint32_t code = 0;
     if (P().ExitCodeOf(child.process, &code) && code == 259 /* STILL_ACTIVE */) {
       P().Terminate(child.process, 1);
@@ -135,13 +149,12 @@ Sandbox::~Sandbox() {
   if (const char* keep = std::getenv("ORVANE_E2E_KEEP"); keep != nullptr && *keep != '\0') return;
   // Files of a process that has only just ended may stay locked for a moment
   // on Windows.
-  for (int attempt = 0; attempt < 20; ++attempt) {
+  PollFor(2000, [this] {
     std::error_code ec;
     fs::remove_all(root_, ec);
     fs::remove_all(base_, ec);
-    if (!ec && !fs::exists(base_, ec) && !fs::exists(root_, ec)) break;
-    P().SleepMs(100);
-  }
+    return !ec && !fs::exists(base_, ec) && !fs::exists(root_, ec);
+  });
 }
 
 fs::path Sandbox::InstallLauncher(const fs::path& program) {
@@ -157,22 +170,20 @@ fs::path Sandbox::AddVersion(const std::string& dirName, const std::string& exeN
   return exe;
 }
 
-bool Sandbox::Start(const fs::path& program, const std::string& argumentText, Child* child) {
-  std::u16string commandLine = u"\"" + U16(WinForm(program)) + u"\"";
-  if (!argumentText.empty()) commandLine += u" " + U16(argumentText);
-  return StartLine(commandLine, child);
+bool Sandbox::Start(const fs::path& program, const std::string& argumentText, platform::ProcessInfo* child) {
+  return StartLine(u"\"" + U16(WinForm(program)) + u"\"", argumentText, child);
 }
 
-bool Sandbox::StartLine(const std::u16string& commandLine, Child* child) {
-  platform::ProcessInfo info;
-  if (!P().StartProcess(commandLine, u"", &info)) return false;
-  if (info.thread != nullptr) P().CloseObject(info.thread);
-  *child = Child{info.process, info.pid};
+bool Sandbox::StartLine(std::u16string commandLine, const std::string& argumentText, platform::ProcessInfo* child) {
+  if (!argumentText.empty()) commandLine += u" " + U16(argumentText);
+  if (!P().StartProcess(commandLine, u"", child)) return false;
+  if (child->thread != nullptr) P().CloseObject(child->thread);
+  child->thread = nullptr;
   started_.push_back(*child);
   return true;
 }
 
-RunResult Sandbox::Wait(const Child& child, uint32_t timeoutMs) {
+RunResult Sandbox::Wait(const platform::ProcessInfo& child, uint32_t timeoutMs) {
   RunResult result;
   result.pid = child.pid;
   if (P().WaitOne(child.process, timeoutMs) != platform::kWaitObject0) {
@@ -185,7 +196,7 @@ RunResult Sandbox::Wait(const Child& child, uint32_t timeoutMs) {
 }
 
 RunResult Sandbox::Run(const fs::path& program, const std::string& argumentText) {
-  Child child;
+  platform::ProcessInfo child;
   return Start(program, argumentText, &child) ? Wait(child) : RunResult{};
 }
 
@@ -195,11 +206,12 @@ RunResult Sandbox::RunCapturingStderr(const fs::path& program, const std::string
 #else
   // sh -c 'exec 2>"$0"; exec "$@"' <errFile> <program> <arguments...>
   const fs::path errFile = base_ / "stderr.txt";
-  std::u16string commandLine = u"/bin/sh " + platform::JoinArguments({u"-c", u"exec 2>\"$0\"; exec \"$@\"",
-                                                                      Native16(errFile), Native16(program)});
-  if (!argumentText.empty()) commandLine += u" " + U16(argumentText);
-  Child child;
-  if (!StartLine(commandLine, &child)) return RunResult{};
+  platform::ProcessInfo child;
+  if (!StartLine(u"/bin/sh " + platform::JoinArguments({u"-c", u"exec 2>\"$0\"; exec \"$@\"", Native16(errFile),
+                                                         Native16(program)}),
+                 argumentText, &child)) {
+    return RunResult{};
+  }
   RunResult result = Wait(child);
   result.stderrText = ReadFile(errFile);
   return result;
@@ -224,12 +236,9 @@ std::vector<ProbeRecord> Sandbox::Records() const {
 }
 
 std::vector<ProbeRecord> Sandbox::WaitForRecords(size_t count) const {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  for (;;) {
-    std::vector<ProbeRecord> records = Records();
-    if (records.size() >= count || std::chrono::steady_clock::now() >= deadline) return records;
-    P().SleepMs(10);
-  }
+  std::vector<ProbeRecord> records;
+  PollFor(10000, [&] { return (records = Records()).size() >= count; });
+  return records;
 }
 
 std::vector<std::string> Sandbox::RootEntries() const {
@@ -238,6 +247,81 @@ std::vector<std::string> Sandbox::RootEntries() const {
   for (const auto& entry : fs::directory_iterator(root_, ec)) names.push_back(entry.path().filename().u8string());
   std::sort(names.begin(), names.end());
   return names;
+}
+
+std::string Pid5(uint32_t pid) {
+  const std::string digits = std::to_string(pid);
+  return std::string(5 - std::min<size_t>(5, digits.size()), ' ') + digits;
+}
+
+bool FindPathSpan(const std::string& message, size_t* start, size_t* end) {
+  const size_t first = message.find('\\');
+  if (first == std::string::npos) return false;
+  const size_t blankBefore = message.rfind(' ', first);
+  *start = blankBefore == std::string::npos ? 0 : blankBefore + 1;
+  *end = std::min(message.find(' ', message.rfind('\\')), message.size());
+  return true;
+}
+
+std::string WithSizeNote(const std::string& message) {
+  size_t start = 0, end = 0;
+  if (!FindPathSpan(message, &start, &end)) return message;
+  return message.substr(0, start) + "str size:" + std::to_string(end - start) + message.substr(end);
+}
+
+std::string Base64OfZeros(size_t bytes) {
+  return std::string(bytes / 3 * 4, 'A') + (bytes % 3 == 1 ? "AA==" : bytes % 3 == 2 ? "AAA=" : "");
+}
+
+LogView::LogView(const fs::path& file) {
+  const std::string bytes = ReadFile(file);
+  endsInCrLf = bytes.size() >= 2 && bytes.compare(bytes.size() - 2, 2, "\r\n") == 0;
+  for (size_t pos = 0, end; pos < bytes.size(); pos = end + 2) {
+    end = std::min(bytes.find("\r\n", pos), bytes.size());
+    raw.push_back(bytes.substr(pos, end - pos));
+    endsInCrLf = endsInCrLf && raw.back().find_first_of("\r\n") == std::string::npos;
+    LogLine line;
+    if (ParseLogLine(raw.back(), &line)) lines.push_back(std::move(line));
+  }
+  if (lines.size() != raw.size()) lines.clear();
+}
+
+std::string LogView::Dump() const {
+  std::ostringstream out;
+  out << "--- log (" << raw.size() << " lines) ---\n";
+  for (size_t i = 0; i < raw.size(); ++i) {
+    out << i << ": " << raw[i] << "\n";
+    if (i < lines.size() && ClearMessage(lines[i].message) != lines[i].message) {
+      out << "   clear: " << ClearMessage(lines[i].message) << "\n";
+    }
+  }
+  return out.str();
+}
+
+::testing::AssertionResult HasLinesInOrder(const LogView& log, const std::vector<ExpectedLine>& expected, SpanMode mode,
+                                           size_t from) {
+  if (log.lines.empty()) return ::testing::AssertionFailure() << "no log, or one that does not parse\n" << log.Dump();
+  size_t at = from;
+  for (size_t e = 0; e < expected.size(); ++e, ++at) {
+    while (at < log.lines.size() && !(log.lines[at].level == expected[e].level &&
+                                      ShowsMessage(log.lines[at].message, expected[e].message, mode))) {
+      ++at;
+    }
+    if (at == log.lines.size()) {
+      return ::testing::AssertionFailure() << "expected line " << e << " not found in order: [" << expected[e].level
+                                           << "] " << expected[e].message << "\n"
+                                           << log.Dump();
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+std::vector<size_t> FindMessage(const LogView& log, const std::string& message) {
+  std::vector<size_t> hits;
+  for (size_t i = 0; i < log.lines.size(); ++i) {
+    if (log.lines[i].message == message) hits.push_back(i);
+  }
+  return hits;
 }
 
 }  // namespace e2e

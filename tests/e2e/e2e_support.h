@@ -1,6 +1,7 @@
 // Support for the end-to-end tests of the built launcher: a sandbox per test,
 // real child processes with timeouts, the probe's records and the launcher's
-// files. The same source runs natively and, as e2e_tests.exe, under Wine.
+// files, its log parsed with path spans decrypted where the build can. The
+// same source runs natively and, as e2e_tests.exe, under Wine.
 #pragma once
 
 #include <cstdint>
@@ -15,6 +16,8 @@ namespace e2e {
 
 namespace fs = std::filesystem;
 
+inline platform::Platform& P() { return platform::Get(); }
+
 // The built programs, from ORVANE_LAUNCHER, ORVANE_PROBE and
 // ORVANE_VARIANTS_DIR (a variant by its target name, "launcher_broken_config").
 fs::path LauncherProgram();
@@ -25,22 +28,23 @@ fs::path VariantProgram(const std::string& name);
 std::string WinForm(const fs::path& path);
 // The path as this platform's own APIs take it (POSIX form natively).
 std::u16string Native16(const fs::path& path);
-
 std::string ReadFile(const fs::path& path);  // empty when missing
 void WriteFile(const fs::path& path, const std::string& bytes);
 
-struct Child {
-  platform::Handle process = nullptr;
-  uint32_t pid = 0;
-};
+// Polls `done` every 10 ms for up to `timeoutMs`.
+template <typename Done>
+bool PollFor(uint32_t timeoutMs, Done done) {
+  for (const uint64_t end = P().MonotonicNs() + uint64_t{timeoutMs} * 1000000; !done(); P().SleepMs(10)) {
+    if (P().MonotonicNs() >= end) return false;
+  }
+  return true;
+}
 
 struct RunResult {
-  bool finished = false;  // false: timed out and killed
-  uint32_t exitCode = 0;
-  uint32_t pid = 0;
+  bool finished = false;  // false: timed out and killed, or never started
+  uint32_t exitCode = 0, pid = 0;
   std::string stderrText;  // natively, when captured
 };
-
 // Whether the run finished with the exit code of a process whose Run returned
 // `expected`: all 32 bits on Windows, the low 8 bits for a Linux parent.
 ::testing::AssertionResult EndedWith(const RunResult& run, int32_t expected);
@@ -50,20 +54,6 @@ struct ProbeRecord {
   std::vector<std::string> argv;
   std::string cmdline, cwd, exe;
 };
-
-// One line of the launcher's log: "%s [%s][%5d][%5d] [%s] %s" with a
-// 23-character timestamp.
-struct LogLine {
-  std::string level, pidField, tag, message;
-};
-std::string Pid5(uint32_t pid);  // "%5d"
-
-// The span of a clear message that the log encoder replaces: from the start
-// of the blank-delimited word holding the first backslash to the end of the
-// word holding the last one. False when the message holds no backslash.
-bool FindPathSpan(const std::string& message, size_t* start, size_t* end);
-// The message as the log shows it with size notes ("str size:N").
-std::string WithSizeNote(const std::string& message);
 
 // One test's world: a temporary directory with an install root (or `root`,
 // removed with the sandbox), the user's data directories, a kernel-object
@@ -83,10 +73,7 @@ class Sandbox {
   // Copies a launcher into the install root; returns its path there.
   fs::path InstallLauncher(const fs::path& program = LauncherProgram());
   // The same, beside the version directory "app" (see AddVersion).
-  fs::path InstallWithApp() {
-    AddVersion("app");
-    return InstallLauncher();
-  }
+  fs::path InstallWithApp() { return AddVersion("app"), InstallLauncher(); }
   // Creates root/dirName holding the probe as `exeName`; returns the exe path.
   fs::path AddVersion(const std::string& dirName, const std::string& exeName = "Orvane.exe");
 
@@ -97,8 +84,8 @@ class Sandbox {
 
   // Starts `program` with the argument text as it stands on a Windows
   // command line after the program's name. Wait kills the child on time-out.
-  bool Start(const fs::path& program, const std::string& argumentText, Child* child);
-  RunResult Wait(const Child& child, uint32_t timeoutMs = 15000);
+  bool Start(const fs::path& program, const std::string& argumentText, platform::ProcessInfo* child);
+  RunResult Wait(const platform::ProcessInfo& child, uint32_t timeoutMs = 15000);
   RunResult Run(const fs::path& program, const std::string& argumentText);
   // Natively: standard error lands in stderrText. Elsewhere the same as Run.
   RunResult RunCapturingStderr(const fs::path& program, const std::string& argumentText);
@@ -109,10 +96,60 @@ class Sandbox {
   std::vector<std::string> RootEntries() const;  // sorted names
 
  private:
-  bool StartLine(const std::u16string& commandLine, Child* child);
+  bool StartLine(std::u16string commandLine, const std::string& argumentText, platform::ProcessInfo* child);
 
   fs::path base_, root_, local_, record_;
-  std::vector<Child> started_;
+  std::vector<platform::ProcessInfo> started_;
 };
+
+// --- The launcher's log ------------------------------------------------------
+
+// One line: "%s [%s][%5d][%5d] [%s] %s" with a 23-character timestamp.
+struct LogLine {
+  std::string level, pidField, tag, message;
+};
+std::string Pid5(uint32_t pid);  // "%5d"
+
+// The span of a clear message that the log encoder replaces: from the start
+// of the blank-delimited word holding the first backslash to the end of the
+// word holding the last one. False when the message holds no backslash.
+bool FindPathSpan(const std::string& message, size_t* start, size_t* end);
+// The message as the log shows it with size notes ("str size:N").
+std::string WithSizeNote(const std::string& message);
+// Base64 of `bytes` zero bytes, as the encoder's failure road writes a span.
+std::string Base64OfZeros(size_t bytes);
+
+// How the log is expected to show a path span.
+enum class SpanMode {
+  kEncrypted,   // RSA ciphertext in Base64 (natively); compared after decryption
+  kSizeNotes,   // "str size:N" (--disallow_encode_log)
+  kWineFailed,  // the encoder's failure road: one span of zero blocks, then size notes
+};
+// The mode of a run without --disallow_encode_log on this platform.
+#ifdef _WIN32
+constexpr SpanMode kDefaultSpanMode = SpanMode::kWineFailed;
+#else
+constexpr SpanMode kDefaultSpanMode = SpanMode::kEncrypted;
+#endif
+
+struct ExpectedLine {
+  std::string level;    // "INFO", "ERRO" ...
+  std::string message;  // in clear, paths included
+};
+
+struct LogView {
+  explicit LogView(const fs::path& file);
+  std::string Dump() const;
+
+  bool endsInCrLf = false;       // every line ends in CR LF, and no line holds another CR or LF
+  std::vector<std::string> raw;  // the lines as bytes
+  std::vector<LogLine> lines;    // parsed; empty unless every line parses
+};
+
+// Each expected line appears, in this order, at or after line `from`.
+::testing::AssertionResult HasLinesInOrder(const LogView& log, const std::vector<ExpectedLine>& expected, SpanMode mode,
+                                           size_t from = 0);
+// Indices of the lines whose message equals `message` exactly as written.
+std::vector<size_t> FindMessage(const LogView& log, const std::string& message);
 
 }  // namespace e2e

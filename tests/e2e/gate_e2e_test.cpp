@@ -4,34 +4,22 @@
 #include <string>
 #include <vector>
 
-#include "e2e_log.h"
 #include "e2e_support.h"
 #include "gtest/gtest.h"
 
 namespace e2e {
 namespace {
 
-platform::Platform& P() { return platform::Get(); }
-
 const char kDelayed[] = "--launch_from=auto-launch --auto_launch_delay_seconds=";
 
 int64_t NowMsMonotonic() { return static_cast<int64_t>(P().MonotonicNs() / 1000000); }
-
-// Polls `done` every 10 ms for up to `timeoutMs`.
-template <typename Done>
-bool PollFor(uint32_t timeoutMs, Done done) {
-  for (const int64_t deadline = NowMsMonotonic() + timeoutMs; NowMsMonotonic() < deadline; P().SleepMs(10)) {
-    if (done()) return true;
-  }
-  return false;
-}
 
 TEST(Gate, SecondLauncherCutsTheDelayShortAndEnds) {
   Sandbox box("GateCutShort");
   const fs::path launcher = box.InstallWithApp();
 
   const int64_t started = NowMsMonotonic();
-  Child first;
+  platform::ProcessInfo first;
   ASSERT_TRUE(box.Start(launcher, std::string(kDelayed) + "30 --keep=1", &first));
   // The wake-up semaphore exists only while a launcher waits on it.
   ASSERT_TRUE(PollFor(10000, [] {
@@ -95,7 +83,7 @@ TEST(Gate, RunningApplicationAfterTheDelayStartsNothing) {
                        stay = u"30000";
   P().SetEnv(u"ORVANE_PROBE_RECORD", &runningRecord16);
   P().SetEnv(u"ORVANE_PROBE_STAY_MS", &stay);
-  Child app;
+  platform::ProcessInfo app;
   const bool appStarted = box.Start(running, "", &app);
   P().SetEnv(u"ORVANE_PROBE_RECORD", &record16);
   P().SetEnv(u"ORVANE_PROBE_STAY_MS", nullptr);

@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "e2e_log.h"
 #include "e2e_support.h"
 #include "gtest/gtest.h"
 

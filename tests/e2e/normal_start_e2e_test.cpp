@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "e2e_log.h"
 #include "e2e_support.h"
 #include "gtest/gtest.h"
 #include "platform/argv_rules.h"
@@ -14,8 +13,6 @@
 
 namespace e2e {
 namespace {
-
-platform::Platform& P() { return platform::Get(); }
 
 // The n of "--start_time=<n>", or 0 when the argument has another shape.
 uint64_t StartTimeOf(const std::string& arg) {
