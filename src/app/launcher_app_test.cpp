@@ -1,7 +1,6 @@
 #include "app/launcher_app.h"
 
 #include <string>
-#include <vector>
 
 #include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
@@ -9,7 +8,6 @@
 namespace {
 
 using launcher_test::ReadAll;
-using launcher_test::WinPath;
 using launcher_test::WriteAll;
 
 const std::u16string kFlags = u"Software\\Microsoft\\Windows NT\\CurrentVersion\\AppCompatFlags\\";
@@ -79,24 +77,6 @@ TEST_F(RunTest, UpdatingBoxAndNoGate) {
   EXPECT_EQ(fake.messageBoxes[0].style, 128u);
   EXPECT_EQ(fake.messageBoxes[0].iconId, 102);
   EXPECT_EQ(fake.CallCount("NewMutex"), 1u);  // the probe only
-}
-
-// A directory whose name ends in .lnk is a directory; no path goes into an event.
-TEST_F(RunTest, DroppedPathsAreSurveyedByWhatTheyAre) {
-  MakeExe("app/Orvane.exe");
-  const auto drops = base_ / "drops";
-  std::filesystem::create_directories(drops / "folder.lnk");
-  WriteAll(drops / "Short.LNK", "");
-  const std::u16string dir = WinPath(drops) + u"\\";
-  EXPECT_EQ(app.Run((dir + u"folder.lnk " + dir + u"Short.LNK").c_str()), 0);
-  const std::string events = ReadAll(UserData() / "update" / "update_report.json");
-  const std::string key = "\"extra1_val\":\"";
-  std::vector<std::string> kinds;
-  for (size_t at = events.find(key); at != std::string::npos; at = events.find(key, at + 1)) {
-    kinds.push_back(events.substr(at + key.size(), events.find('"', at + key.size()) - at - key.size()));
-  }
-  EXPECT_EQ(kinds, (std::vector<std::string>{"dir", "lnk"})) << events;
-  EXPECT_EQ(events.find("drops"), std::string::npos);
 }
 
 TEST(HardenDllSearchPathTest, Rows) {

@@ -90,16 +90,17 @@ TEST(NormalStart, StartsTheVersionUnderTheConfiguredNamesAndRecordsIt) {
 }
 
 // Each positional argument that names an existing path gives one report
-// record, classified as it is on disk. The paths are in Windows form on every
-// platform: natively a path that begins with '/' reads as a switch.
+// record, classified as it is on disk (a directory named *.lnk is a
+// directory). The paths are in Windows form on every platform: natively a
+// path that begins with '/' reads as a switch.
 TEST(NormalStart, ReportsDroppedPathsByKind) {
   Sandbox box("DroppedFiles");
   const fs::path launcher = box.InstallWithApp();
-  fs::create_directories(box.base() / "drop dir");
+  fs::create_directories(box.base() / "drop dir.lnk");
   WriteFile(box.base() / "Shortcut.LNK", "x");
   WriteFile(box.base() / "notes.txt", "x");
   std::vector<std::u16string> dropped = {u"no-such-file.txt"};
-  for (const char* name : {"drop dir", "Shortcut.LNK", "notes.txt"}) {
+  for (const char* name : {"drop dir.lnk", "Shortcut.LNK", "notes.txt"}) {
     dropped.insert(dropped.end() - 1, platform::Utf8ToUtf16(WinForm(box.base() / name)));
   }
   const double before = static_cast<double>(P().NowMs()) / 1000.0;
