@@ -1,16 +1,14 @@
 // The Windows backend against the real system (under Wine in the cross
-// build): the error codes the core decides on, semaphore rules, the registry
-// as the compatibility-flag code uses it, and the RSA chain. Child exit codes,
-// resources and the mutex gate are proven by every end-to-end run.
+// build): the error codes the core decides on, semaphore rules, and the
+// registry as the compatibility-flag code uses it. Child exit codes,
+// resources, the mutex gate and the RSA chain up to the refused raw block
+// are proven by every end-to-end run.
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "log_public_key.h"
 #include "platform/platform.h"
 #include "platform/unicode.h"
 
@@ -112,52 +110,6 @@ TEST(WinPlatformTest, RegistryValuesAsTheCompatibilityFlagsUseThem) {
   EXPECT_EQ(read, one);
   EXPECT_EQ(p.ShDeleteValue(Hive::kCurrentUser, key, value), 0);
   EXPECT_EQ(p.ShGetValue(Hive::kCurrentUser, key, value, &type, &read, 4), static_cast<int32_t>(kErrorFileNotFound));
-}
-
-// The RSA chain with the product's log key, up to raw RSA. Windows encrypts
-// the block; Wine's provider has no raw RSA and refuses with
-// STATUS_NOT_IMPLEMENTED, which sends the log encoder down its failure road.
-TEST(WinPlatformTest, RsaChainUpToRawEncryption) {
-  Platform& p = Native();
-  uint32_t derSize = 0;
-  EXPECT_FALSE(p.PemToDer("not a key", nullptr, &derSize));
-  ASSERT_TRUE(p.PemToDer(kLogPublicKeyPem, nullptr, &derSize));
-  std::vector<uint8_t> der(derSize);
-  ASSERT_TRUE(p.PemToDer(kLogPublicKeyPem, der.data(), &derSize));
-
-  uint32_t blobSize = 0;
-  ASSERT_TRUE(p.DecodeRsaPublicKey(der.data(), derSize, nullptr, &blobSize));
-  std::vector<uint8_t> blob(blobSize);
-  ASSERT_TRUE(p.DecodeRsaPublicKey(der.data(), derSize, blob.data(), &blobSize));
-  // "RSA1", 512 bits, 1-byte exponent, 64-byte modulus.
-  ASSERT_EQ(blobSize, 24u + 1u + 64u);
-  const uint8_t header[16] = {'R', 'S', 'A', '1', 0, 2, 0, 0, 1, 0, 0, 0, 64, 0, 0, 0};
-  EXPECT_EQ(std::memcmp(blob.data(), header, sizeof header), 0);
-
-  CryptoHandle provider = nullptr, key = nullptr;
-  ASSERT_EQ(p.OpenRsaProvider(&provider), 0);
-  ASSERT_EQ(p.ImportRsaPublicKey(provider, blob.data(), blobSize, &key), 0);
-  const uint8_t span[] = "C:\\Users\\someone\\AppData";
-  uint32_t blockSize = 0;
-  ASSERT_EQ(p.RsaEncrypt(key, span, sizeof span - 1, nullptr, 0, &blockSize, kBcryptPadPkcs1), 0);
-  EXPECT_EQ(blockSize, 64u);
-
-  std::vector<uint8_t> block(64, 0), out(64, 0);
-  std::memcpy(block.data(), span, sizeof span - 1);
-  uint32_t written = 0;
-  const uint32_t status =
-      static_cast<uint32_t>(p.RsaEncrypt(key, block.data(), 64, out.data(), 64, &written, kBcryptPadNone));
-  char statusText[16];
-  std::snprintf(statusText, sizeof statusText, "0x%08X", status);
-  RecordProperty("raw_rsa_status", statusText);
-  if (status == kStatusSuccess) {
-    EXPECT_EQ(written, 64u);
-    EXPECT_NE(out, block);
-  } else {
-    EXPECT_EQ(status, kStatusNotImplemented);
-  }
-  EXPECT_EQ(p.DestroyKey(key), 0);
-  EXPECT_EQ(p.CloseProvider(provider), 0);
 }
 
 }  // namespace
