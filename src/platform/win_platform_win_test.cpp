@@ -1,8 +1,8 @@
 // The Windows backend against the real system (under Wine in the cross
-// build): the error codes the core decides on, semaphore rules, and the
-// registry as the compatibility-flag code uses it. Child exit codes,
-// resources, the mutex gate and the RSA chain up to the refused raw block
-// are proven by every end-to-end run.
+// build): the error codes the core decides on and the registry as the
+// compatibility-flag code uses it. Child exit codes, resources, the mutex and
+// semaphore of the gate and the RSA chain up to the refused raw block are
+// proven by the end-to-end runs.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -60,27 +60,6 @@ TEST(WinPlatformTest, FailuresCarryTheWindowsErrorCodes) {
   for (size_t i = 0; i < sizeof(rows) / sizeof(rows[0]); ++i) {
     EXPECT_EQ(rows[i].got, std::make_pair(false, rows[i].error)) << i << ": " << rows[i].what;
   }
-}
-
-TEST(WinPlatformTest, SemaphoreMaximumAndLifetime) {
-  Platform& p = Native();
-  const std::u16string name = u"orvane-test-semaphore-" + Decimal(p.ProcessId());
-  EXPECT_EQ(p.OpenSemaphoreByName(2, name), nullptr);
-  EXPECT_EQ(p.LastError(), kErrorFileNotFound);
-  Handle waiter = p.NewSemaphore(name, 0, 1);
-  ASSERT_NE(waiter, nullptr);
-  Handle signaller = p.OpenSemaphoreByName(2, name);
-  ASSERT_NE(signaller, nullptr);
-  int32_t previous = -1;
-  EXPECT_TRUE(p.ReleaseSem(signaller, 1, &previous));
-  EXPECT_EQ(previous, 0);
-  EXPECT_FALSE(p.ReleaseSem(signaller, 1, &previous)) << "above the maximum of 1";
-  EXPECT_EQ(p.LastError(), kErrorTooManyPosts);
-  EXPECT_EQ(p.WaitOne(waiter, 1000), kWaitObject0);
-  EXPECT_EQ(p.WaitOne(waiter, 10), kWaitTimeout);
-  EXPECT_TRUE(p.CloseObject(signaller));
-  EXPECT_TRUE(p.CloseObject(waiter));
-  EXPECT_EQ(p.OpenSemaphoreByName(2, name), nullptr) << "gone with the last handle";
 }
 
 // Value names are full paths with backslashes; an absent key or value reads
