@@ -1,9 +1,7 @@
 #include "base/log_encoder.h"
 
-#include <cstring>
 #include <iterator>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -81,31 +79,6 @@ TEST_F(EncodeLogLineTest, FailureAtEachStepLogsOnceAndLatches) {
     EXPECT_EQ(fake.CallCount("DestroyKey"), row.op == "RsaEncrypt" ? 1u : 0u);
     EXPECT_EQ(fake.CallCount("HeapRelease"), fake.CallCount("HeapAllocate") - (row.op == "HeapAllocate" ? 1 : 0));
   }
-}
-
-TEST(Base64EncodeTest, Rows) {
-  const std::tuple<std::string, uint32_t, std::string> rows[] = {
-      {"", 2, ""},       {"f", 2, "Zg=="}, {"fo", 2, "Zm8="},         {"foobar", 2, "Zm9vYmFy"},
-      {"fo", 3, "Zm8"}, {"\xff\xfe\xfd", 2, "//79"}, {std::string(60, '\0'), 0, std::string(76, 'A') + "\r\nAAAA"},
-  };
-  for (const auto& [data, flags, expected] : rows) {
-    char buffer[128];
-    std::memset(buffer, 'X', sizeof(buffer));
-    size_t written = 99;
-    ASSERT_TRUE(Base64Encode(reinterpret_cast<const uint8_t*>(data.data()), data.size(), buffer, sizeof(buffer), flags,
-                             &written));
-    EXPECT_EQ(std::string(buffer, written), expected);
-    EXPECT_EQ(buffer[written], '\0') << expected;
-  }
-  // Exactly the text's length fits (no room for a terminator); one less not.
-  const auto* bytes = reinterpret_cast<const uint8_t*>("abc");
-  char buffer[4];
-  size_t written = 0;
-  EXPECT_TRUE(Base64Encode(bytes, 3, buffer, 4, 2, &written));
-  EXPECT_EQ(std::string(buffer, written), "YWJj");
-  EXPECT_FALSE(Base64Encode(bytes, 3, buffer, 3, 2, &written));
-  EXPECT_FALSE(Base64Encode(nullptr, 3, buffer, 4, 2, &written));
-  EXPECT_FALSE(Base64Encode(bytes, 3, nullptr, 4, 2, &written));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <memory>
 #include <string>
 
-#include "base/log_test_support.h"
 #include "base/text.h"
 #include "cJSON.h"
 #include "gtest/gtest.h"
@@ -19,7 +18,7 @@ JsonPtr Parse(const std::string& text) { return JsonPtr(cJSON_Parse(text.c_str()
 std::string Summary(const CProductConfig& c) {
   return WideToUtf8(c.exe_file_name + u"|" + c.install_dir_name + u"|" + c.data_dir + u"|" + c.product_name_cn) + "|" +
          std::to_string(c.required_disk_space_mb) + "|" + std::to_string(c.product_app_id) + "|" +
-         c.product_version_utf8;
+         WideToUtf8(c.product_version);
 }
 
 // One document per row and the record it gives; "" when the load fails. Numbers
@@ -51,37 +50,21 @@ TEST(ParseConfigInfoTest, Documents) {
     JsonPtr root = Parse(rows[i].first);
     ASSERT_NE(root, nullptr) << "row " << i;
     CProductConfig config;
-    const bool ok = ParseConfigInfo(config, root.get());
-    EXPECT_EQ(ok ? Summary(config) : "", rows[i].second) << "row " << i << ": " << rows[i].first;
-    if (ok) {
-      EXPECT_EQ(config.product_version, Utf8ToWide(config.product_version_utf8)) << "row " << i;
-    }
+    EXPECT_EQ(ParseConfigInfo(config, root.get()) ? Summary(config) : "", rows[i].second)
+        << "row " << i << ": " << rows[i].first;
   }
 }
 
-TEST(ParseConfigInfoTest, FallbacksAndConstants) {
-  JsonPtr root = Parse(R"({"product_name":{"en":"X","jp":"J"},"product_app_id":1,"ini_file_name":"a.ini",
-      "uninstall_exe_name":"u.exe","install_size_kb":123456,"version_dir_name":"v"})");
+// The registry keys fall back to the English name, an empty one as an absent one.
+TEST(ParseConfigInfoTest, FallbacksToTheEnglishName) {
+  JsonPtr root = Parse(R"({"product_name":{"en":"X","jp":"J"},"product_app_id":1,"autolaunch_key":"",
+      "install_size_kb":123456,"version_dir_name":"v"})");
   CProductConfig config;
   ASSERT_TRUE(ParseConfigInfo(config, root.get()));
   EXPECT_EQ(config.autolaunch_key + config.uninstall_key + config.product_info_key, u"XXX");
   EXPECT_EQ(config.product_name_jp, u"J");
-  EXPECT_EQ(config.ini_file_name, u"Orvane.ini");
-  EXPECT_EQ(config.uninstall_exe_name, u"uninstall.exe");
   EXPECT_EQ(config.install_size_kb, 123456u);
   EXPECT_EQ(config.version_dir_name, u"v");
-}
-
-TEST(ParseConfigInfoTest, ShippedDocument) {
-  std::string text = orvane_test::ReadFileBytes(ORVANE_SOURCE_DIR "/src/resources/config.json");
-  ASSERT_EQ(text.compare(0, 3, "\xEF\xBB\xBF"), 0) << "the document starts with a byte-order mark";
-  JsonPtr root = Parse(text.substr(3));
-  CProductConfig config;
-  ASSERT_TRUE(root != nullptr && ParseConfigInfo(config, root.get()));
-  EXPECT_EQ(Summary(config),
-            "Orvane.exe|Orvane|Orvane\\User Data|\xe5\xa5\xa5\xe7\x93\xa6\xe5\x86\x85|2048|582478|1.78.4");
-  EXPECT_EQ(config.version_dir_name, u"app");
-  EXPECT_EQ(config.language, u"auto");
 }
 
 }  // namespace

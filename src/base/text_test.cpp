@@ -3,7 +3,6 @@
 #include <string>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -11,16 +10,10 @@
 
 namespace {
 
-TEST(TextTest, ConversionsKeepNulsAndSkipThePlatformForUtf8) {
+// UTF-8 is the codec's business (unicode_test); another code page is the
+// platform's, and its failure gives "".
+TEST(TextTest, OtherCodePagesGoThroughThePlatform) {
   platform::FakePlatform fake;
-  const std::u16string wide(u"a\0\u00e9\U0001F600", 5);
-  const std::string narrow("a\0\xC3\xA9\xF0\x9F\x98\x80", 8);
-  EXPECT_EQ(WideToUtf8(wide), narrow);
-  EXPECT_EQ(Utf8ToWide(narrow), wide);
-  EXPECT_EQ(WideToMultiByte(wide, kCodePageUtf8), narrow);
-  EXPECT_EQ(Utf8ToWide("\xC3"), u"\uFFFD");
-  EXPECT_EQ(fake.CallCount("CodePageToWide") + fake.CallCount("WideToCodePage"), 0u);
-  // Another code page is the platform's business; its failure gives "".
   EXPECT_EQ(AnsiToWide("key"), u"key");
   EXPECT_EQ(fake.CallCount("CodePageToWide"), 1u);
   fake.FailCall("WideToCodePage", 87);
@@ -40,19 +33,6 @@ TEST(TextTest, ReadResourceTextStripsOnlyAWholeBom) {
     std::string out = "old";
     EXPECT_EQ(ReadResourceText(104, u"BIN", &out, stripBom), result) << "resource of " << bytes.size() << " bytes";
     EXPECT_EQ(out, text);
-  }
-}
-
-TEST(TextTest, SplitStringDropsEmptyPiecesAndAppends) {
-  using Pieces = std::vector<std::u16string>;
-  const std::tuple<std::u16string, bool, Pieces> rows[] = {
-      {u",a,,b,", false, {u"kept", u"a", u"b"}},    {u",,,", false, {u"kept"}},
-      {u" a , b ", false, {u"kept", u" a ", u" b "}}, {u"\ta\t,   ,b ", true, {u"kept", u"\ta\t", u"b"}},
-  };
-  for (const auto& [text, trim, pieces] : rows) {
-    Pieces out = {u"kept"};
-    SplitString(&out, text, u',', trim);
-    EXPECT_EQ(out, pieces) << WideToUtf8(text);
   }
 }
 
