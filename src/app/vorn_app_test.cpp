@@ -4,7 +4,6 @@
 #include <iterator>
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "base/localized_strings.h"
 #include "base/log.h"
@@ -74,11 +73,22 @@ TEST_F(VornAppTest, LanguageChoice) {
     ReopenLog();
     fake.uiLanguage = row.langId;
     TestApp app;
+    ASSERT_TRUE(app._InitConfigInfo(104));
     app.configForTest().language = row.configured;
     if (row.lang) app.commandLineForTest().switches[u"lang"] = *row.lang;
     ASSERT_TRUE(app._InitLanguage(110));
     EXPECT_EQ(app.language(), row.language);
     EXPECT_EQ(app.useChineseName(), row.chineseName);
+    // Lookups take the run's language and fall back to no other: a text that
+    // is missing there, or is no text, shows its key. The display name
+    // follows the Chinese flag alone.
+    const std::u16string k1 = row.language == std::u16string(u"en")   ? u"Hello %s"
+                              : row.language == std::u16string(u"jp") ? u"\u3053\u3093"
+                                                                      : u"\u4f60\u597d";
+    EXPECT_EQ(GetLocalizedString("K1"), k1);
+    EXPECT_EQ(GetLocalizedString("OnlyEn"), row.language == std::u16string(u"en") ? u"x" : u"OnlyEn");
+    for (const char* key : {"Missing", "WrongType", "NotObject"}) EXPECT_EQ(GetLocalizedString(key), AnsiToWide(key));
+    EXPECT_EQ(GetProductDisplayName(), row.chineseName ? u"\u5965\u74e6\u5185" : u"Orvane");
 
     const std::string conf = WideToUtf8(row.configured), cmd = row.lang ? WideToUtf8(*row.lang) : "";
     const std::string head = "CApplication::_InitLanguage, ";
@@ -96,25 +106,7 @@ TEST_F(VornAppTest, LanguageChoice) {
   }
 }
 
-TEST_F(VornAppTest, LookupsAndDisplayName) {
-  const std::tuple<const char16_t*, const char*, const char16_t*> rows[] = {
-      {u"jp", "K1", u"\u3053\u3093"}, {u"cn", "K1", u"\u4f60\u597d"},     {u"en", "Missing", u"Missing"},
-      {u"jp", "OnlyEn", u"OnlyEn"},   {u"en", "WrongType", u"WrongType"}, {u"en", "NotObject", u"NotObject"},
-  };
-  for (const auto& [lang, key, expected] : rows) {
-    TestApp app;
-    app.commandLineForTest().switches[u"lang"] = lang;
-    ASSERT_TRUE(app._InitConfigInfo(104) && app._InitLanguage(110));
-    EXPECT_EQ(GetLocalizedString(key), expected) << key << " in " << WideToUtf8(lang);
-    EXPECT_EQ(GetProductDisplayName(), u"Orvane");  // follows the system's Chinese flag, not the language
-  }
-  {
-    TestApp app;
-    fake.uiLanguage = 0x0404;
-    ASSERT_TRUE(app._InitConfigInfo(104) && app._InitLanguage(110));
-    EXPECT_EQ(GetProductDisplayName(), u"\u5965\u74e6\u5185");
-  }
-  // Without an application object every lookup shows its key.
+TEST_F(VornAppTest, WithoutAnApplicationEveryLookupShowsItsKey) {
   EXPECT_EQ(CVornApp::s_instance, nullptr);
   EXPECT_EQ(GetLocalizedString("K1"), u"K1");
   EXPECT_EQ(GetProductConfig().product_app_id, -1);
