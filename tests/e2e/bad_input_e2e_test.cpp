@@ -111,7 +111,7 @@ TEST(BadInput, NoMainExecutableEndsWithMinus4AndWritesNoIni) {
   fs::create_directories(box.root() / "1.78.4");
   WriteFile(box.root() / "1.78.4" / "readme.txt", "not an executable");
 
-  const RunResult run = box.RunCapturingStderr(launcher, "");
+  const RunResult run = box.Run(launcher, "");
   EXPECT_TRUE(EndedWith(run, -4));
 #ifndef _WIN32
   EXPECT_NE(run.stderrText.find("Can't find main exe file"), std::string::npos) << run.stderrText;

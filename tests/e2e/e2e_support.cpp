@@ -197,16 +197,12 @@ RunResult Sandbox::Wait(const platform::ProcessInfo& child, uint32_t timeoutMs) 
 
 RunResult Sandbox::Run(const fs::path& program, const std::string& argumentText) {
   platform::ProcessInfo child;
-  return Start(program, argumentText, &child) ? Wait(child) : RunResult{};
-}
-
-RunResult Sandbox::RunCapturingStderr(const fs::path& program, const std::string& argumentText) {
 #ifdef _WIN32
-  return Run(program, argumentText);
+  return Start(program, argumentText, &child) ? Wait(child) : RunResult{};
 #else
-  // sh -c 'exec 2>"$0"; exec "$@"' <errFile> <program> <arguments...>
+  // sh -c 'exec 2>"$0"; exec "$@"' <errFile> <program> <arguments...>: the
+  // program itself under the same process id, its standard error in a file.
   const fs::path errFile = base_ / "stderr.txt";
-  platform::ProcessInfo child;
   if (!StartLine(u"/bin/sh " + platform::JoinArguments({u"-c", u"exec 2>\"$0\"; exec \"$@\"", Native16(errFile),
                                                          Native16(program)}),
                  argumentText, &child)) {

@@ -43,7 +43,7 @@ bool PollFor(uint32_t timeoutMs, Done done) {
 struct RunResult {
   bool finished = false;  // false: timed out and killed, or never started
   uint32_t exitCode = 0, pid = 0;
-  std::string stderrText;  // natively, when captured
+  std::string stderrText;  // natively
 };
 // Whether the run finished with the exit code of a process whose Run returned
 // `expected`: all 32 bits on Windows, the low 8 bits for a Linux parent.
@@ -86,9 +86,8 @@ class Sandbox {
   // command line after the program's name. Wait kills the child on time-out.
   bool Start(const fs::path& program, const std::string& argumentText, platform::ProcessInfo* child);
   RunResult Wait(const platform::ProcessInfo& child, uint32_t timeoutMs = 15000);
+  // Start and Wait; natively standard error lands in stderrText.
   RunResult Run(const fs::path& program, const std::string& argumentText);
-  // Natively: standard error lands in stderrText. Elsewhere the same as Run.
-  RunResult RunCapturingStderr(const fs::path& program, const std::string& argumentText);
 
   std::vector<ProbeRecord> Records() const;
   // Waits until the record file holds at least `count` records.

@@ -119,7 +119,7 @@ TEST(Gate, HeldUpdateMutexStopsEveryInvocation) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments);
-    const RunResult run = box.RunCapturingStderr(launcher, row.arguments);
+    const RunResult run = box.Run(launcher, row.arguments);
     EXPECT_TRUE(EndedWith(run, -11));
 #ifndef _WIN32
     if (row.boxText != nullptr) {
