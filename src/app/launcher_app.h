@@ -37,6 +37,10 @@ class CLauncherApp : public CVornApp {
   // Ini file (launcher_ini.cpp).
   void _WriteLauncherIni();
 
+  // Maintenance commands (src/maintenance): the broker behind the scheduled
+  // task, the task's registration and the uninstaller hand-off.
+  int32_t RunUpdate();
+
   // Compatibility flags (compat_flags.cpp).
   bool _RemoveAppCompatFlagsEntry(const std::u16string& appPath);
 

@@ -6,6 +6,7 @@
 
 #include "base/log.h"
 #include "platform/code_trust.h"
+#include "platform/system_libraries.h"
 
 namespace {
 
@@ -122,4 +123,30 @@ int32_t VerifyCatalogSignature(const std::u16string& filePath) {
   } catch (...) {
     return 0;
   }
+}
+
+platform::Module Utils::LoadMicrosoftSystem32Dll(const std::u16string& dllName) {
+  platform::SystemLibraries& libraries = platform::Service<platform::SystemLibraries>();
+  std::u16string windowsDir;
+  std::u16string path;
+  if (libraries.WindowsDirectory(&windowsDir)) path = windowsDir + u"\\System32\\" + dllName;
+  if (VerifyEmbeddedSignature(path) || VerifyCatalogSignature(path)) return libraries.LoadLibraryPath(path);
+  LogError(u"Utils::LoadMicrosoftSystem32Dll, dll '%s' not signed", path);
+  return nullptr;
+}
+
+int32_t QueryVistaOrLater(platform::Module& ntdll) {
+  if (ntdll == nullptr) return 0;
+  uint32_t major = 0, minor = 0, build = 0;
+  const bool found = platform::Service<platform::SystemLibraries>().NtVersionNumbers(ntdll, &major, &minor, &build);
+  build &= 0xFFFFu;  // the upper half holds flag bits
+  // The module stays loaded but is not asked again: the query is good for
+  // one use per process, which is all the launcher needs.
+  ntdll = nullptr;
+  return found && major >= 6 ? 1 : 0;
+}
+
+int32_t IsVistaOrLater() {
+  static platform::Module ntdll = Utils::LoadMicrosoftSystem32Dll(u"ntdll.dll");
+  return QueryVistaOrLater(ntdll);
 }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/system_libraries.h"
+
 // The subject's display name of the leaf certificate of the file's signature,
 // with the verification status: 0 for a good signature, otherwise the status
 // of the verification, or 1 after an exception. `signerName` is assigned only
@@ -18,3 +20,19 @@ int32_t VerifyEmbeddedSignature(const std::u16string& filePath);
 
 // Nonzero if some catalog of the system vouches for the file.
 int32_t VerifyCatalogSignature(const std::u16string& filePath);
+
+namespace Utils {
+// Loads a library by name from the system directory (<Windows>\System32)
+// only, and only when that file bears a signature the machine trusts,
+// embedded or through a catalog. Null when it is not signed or cannot be
+// loaded.
+platform::Module LoadMicrosoftSystem32Dll(const std::u16string& dllName);
+}  // namespace Utils
+
+// Nonzero if the system's major version is at least 6. The version is read
+// from ntdll once per process: a second call answers 0.
+int32_t IsVistaOrLater();
+
+// IsVistaOrLater's query on a module slot of the caller's: the slot is
+// cleared after the query, whatever it found. For tests.
+int32_t QueryVistaOrLater(platform::Module& ntdll);

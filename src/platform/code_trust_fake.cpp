@@ -41,6 +41,7 @@ void FakeCodeTrust::Enter(const std::string& op) {
 
 int32_t FakeCodeTrust::VerifyFileKeepState(const std::u16string& path, TrustState* state) {
   Enter("VerifyFileKeepState");
+  if (onVerify) onVerify(path);
   const auto found = files.find(path);
   states_.push_back(found != files.end() ? found->second : Signature());
   *state = reinterpret_cast<TrustState>(states_.size());

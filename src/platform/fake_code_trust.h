@@ -5,6 +5,7 @@
 // would.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -44,6 +45,9 @@ class FakeCodeTrust final : public CodeTrust {
   std::vector<Catalog> catalogs;
   bool acquireFails = false;
   int openFailsOnCall = 0;  // 1: the first OpenFileForHash fails, 2: the second
+
+  // Called with the path at each VerifyFileKeepState, before it answers.
+  std::function<void(const std::u16string&)> onVerify;
 
   // The named operation throws on its next call.
   std::string throwOn;
