@@ -35,7 +35,12 @@ class PosixFileHold final : public FileHold {
       return true;
     };
     bool ok = true;
-    for (auto dir = directories.rbegin(); ok && dir != directories.rend(); ++dir) ok = open(*dir, O_RDONLY | O_DIRECTORY);
+    for (auto dir = directories.rbegin(); ok && dir != directories.rend(); ++dir) {
+      ok = open(*dir, O_RDONLY | O_DIRECTORY);
+      // A directory on the way that does not exist: the file's path is not
+      // found, as opening the file itself would report.
+      if (!ok && posix::ThreadLastError() == kErrorFileNotFound) posix::SetError(kErrorPathNotFound);
+    }
     if (ok) ok = open(path, O_RDONLY);
     if (!ok) {
       const uint32_t error = posix::ThreadLastError();

@@ -26,7 +26,13 @@ class WinFileHold final : public FileHold {
     for (auto dir = directories.rbegin(); dir != directories.rend(); ++dir) {
       HANDLE h = ::CreateFileW(AsWide(*dir), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-      if (h == INVALID_HANDLE_VALUE) return fail();
+      if (h == INVALID_HANDLE_VALUE) {
+        // A directory on the way that does not exist: the file's path is
+        // not found, as opening the file itself would report.
+        const DWORD error = ::GetLastError();
+        if (error == ERROR_FILE_NOT_FOUND) ::SetLastError(ERROR_PATH_NOT_FOUND);
+        return fail();
+      }
       held->push_back(h);
     }
     HANDLE file = ::CreateFileW(AsWide(path), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
