@@ -111,10 +111,8 @@ int32_t CLauncherApp::Run(const char16_t* commandLine) {
                 m_productConfig.product_version_utf8, "ret", std::to_string(ret));
     return ret;
   }
-  if (m_command == u"rebuild_taskschedule" || m_command == u"run_uninstall") {
-    LogError(u"CLauncherApp::Run, command '%s' is not available in this build", m_command);
-    return kExitFailure;
-  }
+  if (m_command == u"rebuild_taskschedule") return AddTaskSchedule();
+  if (m_command == u"run_uninstall") return _RunUninstaller();
 
   // The default path. The marker is tested before the launch, so it tells
   // the state from before the new process ran.

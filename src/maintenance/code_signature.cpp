@@ -146,7 +146,16 @@ int32_t QueryVistaOrLater(platform::Module& ntdll) {
   return found && major >= 6 ? 1 : 0;
 }
 
-int32_t IsVistaOrLater() {
+namespace {
+
+// ntdll for the version query, loaded on the first use.
+platform::Module& VersionQueryModule() {
   static platform::Module ntdll = Utils::LoadMicrosoftSystem32Dll(u"ntdll.dll");
-  return QueryVistaOrLater(ntdll);
+  return ntdll;
 }
+
+}  // namespace
+
+int32_t IsVistaOrLater() { return QueryVistaOrLater(VersionQueryModule()); }
+
+void ReloadVersionQueryForTesting() { VersionQueryModule() = Utils::LoadMicrosoftSystem32Dll(u"ntdll.dll"); }

@@ -36,3 +36,6 @@ int32_t IsVistaOrLater();
 // IsVistaOrLater's query on a module slot of the caller's: the slot is
 // cleared after the query, whatever it found. For tests.
 int32_t QueryVistaOrLater(platform::Module& ntdll);
+
+// Tests only: loads ntdll again, as a fresh process would on its first query.
+void ReloadVersionQueryForTesting();
