@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::u16string text = fuzz::WideFromBytes(data, size);
   // `--x="` as the very last characters ends the process on purpose, as the
   // runtime does for the string length it yields; that road is a unit test.
-  if (text.size() >= 2 && text.compare(text.size() - 2, 2, u"=\"") == 0) text.pop_back();
+  while (text.size() >= 2 && text.compare(text.size() - 2, 2, u"=\"") == 0) text.pop_back();
 
   CCommandLine commandLine;
   commandLine.ParseCommandLine(text, false);

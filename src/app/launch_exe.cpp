@@ -8,6 +8,7 @@
 #include "base/format.h"
 #include "base/log.h"
 #include "base/text.h"
+#include "layout/old_versions.h"
 #include "layout/paths.h"
 #include "layout/version_dirs.h"
 #include "platform/platform.h"
@@ -17,8 +18,6 @@ namespace {
 // The command line buffers of a launch hold 10240 characters and a
 // terminator; a longer text is cut, its end (--start_time) first.
 constexpr size_t kLaunchCommandLineLimit = 10240;
-
-constexpr char16_t kToDeleteMark[] = u".todelete";
 
 }  // namespace
 
@@ -75,8 +74,7 @@ void CLauncherApp::_RenameVersionDir(std::u16string& mainExePath, std::u16string
   const std::u16string target = JoinPath(m_launcherDir, wantedName);
   if (os.PathExists(target)) {
     // Move the old copy aside; the old-version clean-up removes it later.
-    const int32_t stamp = static_cast<int32_t>(GetCurrentTimeMs() / 1000);
-    const std::u16string dest = JoinPath(m_launcherDir, FormatWideString(u"%s%s-%d", wantedName, kToDeleteMark, stamp));
+    const std::u16string dest = JoinPath(m_launcherDir, ToDeleteName(wantedName));
     LogInfo(u"Rename %s to %s", target, dest);
     if (!os.MovePath(target, dest, 0)) {
       LogError(u"Rename %s to %s failed, error=%d", target, dest, os.LastError());

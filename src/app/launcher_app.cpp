@@ -123,7 +123,8 @@ int32_t CLauncherApp::Run(const char16_t* commandLine) {
     LogInfo(u"update task exist.");
     return kExitSuccess;
   }
-  // Without the marker, the pinned task-bar repair (_RepairPinnedTaskBar) and
-  // then the old-version clean-up (_DeleteOldVersions) follow here.
+  // Best-effort, after the application runs: neither changes the result.
+  _RepairPinnedTaskBar();
+  _DeleteOldVersions();
   return kExitSuccess;
 }

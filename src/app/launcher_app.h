@@ -43,6 +43,11 @@ class CLauncherApp : public CVornApp {
   int32_t AddTaskSchedule();
   int32_t _RunUninstaller();
 
+  // Follow-ups of a normal start: the pinned task-bar repair
+  // (shortcuts.cpp) and the old-version clean-up (old_versions.cpp).
+  void _RepairPinnedTaskBar();
+  void _DeleteOldVersions();
+
   // Compatibility flags (compat_flags.cpp).
   bool _RemoveAppCompatFlagsEntry(const std::u16string& appPath);
 

@@ -49,6 +49,10 @@ class Files {
   // when the path does not exist.
   virtual uint32_t GetAttributes(const std::u16string& path) = 0;
 
+  // SetFileAttributesW. Of the attributes only the read-only bit has an
+  // effect on POSIX (the owner's write permission). False and last error.
+  virtual bool SetAttributes(const std::u16string& path, uint32_t attributes) = 0;
+
   // _wfopen with a narrow mode ("rb", "wb", "ab", "a+b"). Null and last
   // error on failure. The stream is closed with std::fclose.
   virtual std::FILE* OpenStream(const std::u16string& path, const char* mode) = 0;

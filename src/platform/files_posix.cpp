@@ -259,6 +259,24 @@ uint32_t PosixPlatform::GetAttributes(const std::u16string& path) {
   return posix::AttributesOf(st);
 }
 
+bool PosixPlatform::SetAttributes(const std::u16string& path, uint32_t attributes) {
+  std::string p;
+  if (!posix::ResolvePath(path, &p)) return false;
+  struct stat st;
+  if (::stat(p.c_str(), &st) != 0) {
+    SetError(MapErrno(errno, p));
+    return false;
+  }
+  const mode_t mode = (attributes & kFileAttributeReadOnly) != 0 ? (st.st_mode & ~(S_IWUSR | S_IWGRP | S_IWOTH))
+                                                                 : (st.st_mode | S_IWUSR);
+  if (::chmod(p.c_str(), mode & 07777) != 0) {
+    SetError(MapErrno(errno, p));
+    return false;
+  }
+  SetError(kErrorSuccess);
+  return true;
+}
+
 std::FILE* PosixPlatform::OpenStream(const std::u16string& path, const char* mode) {
   std::string p;
   if (!posix::ResolvePath(path, &p)) return nullptr;

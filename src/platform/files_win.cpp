@@ -25,7 +25,9 @@ bool WinPlatform::MovePath(const std::u16string& from, const std::u16string& to,
   if (flags == 0) {
     return ::MoveFileW(AsWide(from), AsWide(to)) != FALSE;
   }
-  return ::MoveFileExW(AsWide(from), AsWide(to), flags) != FALSE;
+  // An empty target with MOVEFILE_DELAY_UNTIL_REBOOT is the null target
+  // that deletes the file at the next start of the system.
+  return ::MoveFileExW(AsWide(from), to.empty() ? nullptr : AsWide(to), flags) != FALSE;
 }
 
 bool WinPlatform::DeleteOneFile(const std::u16string& path) { return ::DeleteFileW(AsWide(path)) != FALSE; }
@@ -55,6 +57,10 @@ bool WinPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEntr
 }
 
 uint32_t WinPlatform::GetAttributes(const std::u16string& path) { return ::GetFileAttributesW(AsWide(path)); }
+
+bool WinPlatform::SetAttributes(const std::u16string& path, uint32_t attributes) {
+  return ::SetFileAttributesW(AsWide(path), attributes) != 0;
+}
 
 std::FILE* WinPlatform::OpenStream(const std::u16string& path, const char* mode) {
   // The modes are ASCII ("rb", "a+b" ...), so widening is a plain copy.

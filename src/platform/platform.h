@@ -48,6 +48,7 @@ class Platform : public Files,
   bool RemoveOneDirectory(const std::u16string& path) override; \
   bool FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) override; \
   uint32_t GetAttributes(const std::u16string& path) override; \
+  bool SetAttributes(const std::u16string& path, uint32_t attributes) override; \
   std::FILE* OpenStream(const std::u16string& path, const char* mode) override; \
   bool AppendShared(std::FILE* stream, const std::string& bytes) override; \
   std::u16string ModuleFilePath() override; \
@@ -91,7 +92,7 @@ class Platform : public Files,
   int32_t ReadResource(uint16_t id, const std::u16string& type, const uint8_t** data) override; \
   bool VersionAtLeast(uint16_t major, uint16_t minor, uint16_t servicePackMajor) override; \
   int32_t RestrictDllSearchToSystem32() override; \
-  void ComInitialize() override; \
+  int32_t ComInitialize() override; \
   void ComUninitialize() override; \
   uint16_t UserDefaultUILanguage() override; \
   std::u16string CodePageToWide(const std::string& text, uint32_t codePage) override; \

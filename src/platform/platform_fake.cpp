@@ -168,6 +168,13 @@ uint32_t FakePlatform::GetAttributes(const std::u16string& path) {
   return result;
 }
 
+bool FakePlatform::SetAttributes(const std::u16string& path, uint32_t attributes) {
+  if (Enter("SetAttributes", path)) return false;
+  const bool result = real_.SetAttributes(path, attributes);
+  lastError_ = real_.LastError();
+  return result;
+}
+
 std::FILE* FakePlatform::OpenStream(const std::u16string& path, const char* mode) {
   if (Enter("OpenStream", path)) return nullptr;
   std::FILE* result = real_.OpenStream(path, mode);

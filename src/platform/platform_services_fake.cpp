@@ -227,7 +227,7 @@ int32_t FakePlatform::RestrictDllSearchToSystem32() {
   return dllDirectoriesAnswer;
 }
 
-void FakePlatform::ComInitialize() { Enter("ComInitialize", u""); }
+int32_t FakePlatform::ComInitialize() { return Enter("ComInitialize", u"") ? static_cast<int32_t>(InjectedError()) : 0; }
 
 void FakePlatform::ComUninitialize() { Enter("ComUninitialize", u""); }
 

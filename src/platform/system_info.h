@@ -18,8 +18,9 @@ class SystemInfo {
   // with LOAD_LIBRARY_SEARCH_SYSTEM32: -1 not found, 0 the call failed, 1 done.
   virtual int32_t RestrictDllSearchToSystem32() = 0;
 
-  // CoInitialize(NULL) / CoUninitialize.
-  virtual void ComInitialize() = 0;
+  // CoInitialize(NULL), its HRESULT (S_FALSE, 1, when already initialised;
+  // 0 on POSIX) / CoUninitialize.
+  virtual int32_t ComInitialize() = 0;
   virtual void ComUninitialize() = 0;
 
   // GetUserDefaultUILanguage: a LANGID (0x0409 English (US), 0x0804 Chinese

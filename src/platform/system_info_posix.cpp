@@ -70,7 +70,7 @@ int32_t PosixPlatform::RestrictDllSearchToSystem32() {
   return 1;
 }
 
-void PosixPlatform::ComInitialize() {}
+int32_t PosixPlatform::ComInitialize() { return 0; }
 
 void PosixPlatform::ComUninitialize() {}
 

@@ -38,7 +38,7 @@ int32_t WinPlatform::RestrictDllSearchToSystem32() {
   return setDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32) != FALSE ? 1 : 0;
 }
 
-void WinPlatform::ComInitialize() { (void)::CoInitialize(nullptr); }
+int32_t WinPlatform::ComInitialize() { return ::CoInitialize(nullptr); }
 
 void WinPlatform::ComUninitialize() { ::CoUninitialize(); }
 

@@ -45,6 +45,7 @@ enum : uint32_t {
 // MoveFileExW flags.
 enum : uint32_t {
   kMoveFileReplaceExisting = 0x1,
+  kMoveFileDelayUntilReboot = 0x4,
   kMoveFileWriteThrough = 0x8,
 };
 

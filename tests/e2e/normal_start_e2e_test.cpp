@@ -227,3 +227,52 @@ TEST(NormalStart, LinuxArgumentRowsReachTheApplicationWhole) {
 #endif
 }  // namespace
 }  // namespace e2e
+
+namespace e2e {
+namespace {
+
+// After the start, every other copy of the application and every empty
+// directory of the root is gone; a foreign directory stays. With an update
+// pending (the marker file), nothing at all is removed.
+TEST(NormalStart, ClearsOldCopiesAwayUnlessAnUpdateIsPending) {
+  for (const bool pending : {false, true}) {
+    SCOPED_TRACE(pending ? "update pending" : "no update pending");
+    Sandbox box(pending ? "CleanUpPending" : "CleanUp");
+    const fs::path launcher = box.InstallWithApp();
+    box.AddVersion("1.79.0");
+    fs::create_directories(box.root() / "1.79.0" / "resources");
+    WriteFile(box.root() / "1.79.0" / "resources" / "app.asar", std::string(4096, 'a'));
+    fs::permissions(box.root() / "1.79.0" / "resources" / "app.asar", fs::perms::owner_write,
+                    fs::perm_options::remove);
+    box.AddVersion("app.todelete-1731590000");
+    fs::create_directories(box.root() / "foreign");
+    WriteFile(box.root() / "foreign" / "notes.txt", "x");
+    fs::create_directories(box.root() / "update");
+    if (pending) {
+      fs::create_directories(box.ReportPath().parent_path());
+      WriteFile(box.ReportPath().parent_path() / "update.task", "");
+    }
+
+    EXPECT_TRUE(EndedWith(box.Run(launcher, ""), 0));
+    ASSERT_EQ(box.WaitForRecords(1).size(), 1u);
+    std::vector<std::string> tree = {"Orvane.ini", "app", "foreign", launcher.filename().u8string()};
+    if (pending) tree.insert(tree.end(), {"1.79.0", "app.todelete-1731590000", "update"});
+    std::sort(tree.begin(), tree.end());
+    EXPECT_EQ(box.RootEntries(), tree);
+    const LogView log(box.LogPath());
+    if (pending) {
+      EXPECT_TRUE(HasLinesInOrder(log, {{"INFO", "update task exist."}}, kDefaultSpanMode));
+    } else {
+      const std::string R = box.RootText();
+      EXPECT_TRUE(HasLinesInOrder(log,
+                                  {{"INFO", "Delete electron directory except app"},
+                                   {"INFO", "Delete directory " + R + "app.todelete-1731590000"},
+                                   {"INFO", R + "update is empty."}},
+                                  kDefaultSpanMode))
+          << log.Dump();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace e2e

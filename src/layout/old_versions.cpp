@@ -1,0 +1,172 @@
+#include "layout/old_versions.h"
+
+#include <string>
+
+#include "app/launcher_app.h"
+#include "base/format.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "layout/paths.h"
+#include "layout/version_dirs.h"
+#include "maintenance/code_signature.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr char16_t kToDeleteMark[] = u".todelete";
+
+bool IsDirectory(const platform::DirEntry& entry) {
+  return (entry.attributes & platform::kFileAttributeDirectory) != 0;
+}
+
+bool EndsWith(const std::u16string& text, const std::u16string& tail) {
+  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+// StrStrIW: the mark anywhere in the name, ASCII case folded.
+bool ContainsToDeleteMark(const std::u16string& name) {
+  const std::u16string mark = kToDeleteMark;
+  for (size_t i = 0; i + mark.size() <= name.size(); ++i) {
+    if (CompareNoCase(name.substr(i, mark.size()), mark) == 0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool ListEntries(const std::u16string& pattern, std::vector<platform::DirEntry>* entries) {
+  std::vector<platform::DirEntry> all;
+  if (!platform::Get().FindEntries(pattern, &all)) return false;
+  entries->clear();
+  for (platform::DirEntry& entry : all) {
+    if (entry.name.empty() || CompareNoCase(entry.name, u".") == 0 || CompareNoCase(entry.name, u"..") == 0) {
+      continue;
+    }
+    entries->push_back(std::move(entry));
+  }
+  return true;
+}
+
+std::u16string ToDeleteName(const std::u16string& name) {
+  const int32_t stamp = static_cast<int32_t>(static_cast<uint32_t>(GetCurrentTimeMs() / 1000));
+  return FormatWideString(u"%s%s-%d", name, kToDeleteMark, stamp);
+}
+
+bool HasLauncherSignedFile(const std::u16string& dir, int32_t depth) {
+  std::u16string launcherSigner;
+  GetFileSignerName(GetModuleFilePath(), launcherSigner);
+  if (launcherSigner.empty()) return false;
+
+  std::vector<platform::DirEntry> entries;
+  if (!ListEntries(JoinPath(dir, u"\\*"), &entries)) return false;
+  for (const platform::DirEntry& entry : entries) {
+    const std::u16string path = JoinPath(dir, entry.name);
+    if (IsDirectory(entry)) {
+      if (depth > 1 && HasLauncherSignedFile(path, depth - 1)) return true;
+      continue;
+    }
+    // Case-sensitive on purpose: "X.EXE" does not count.
+    if (!EndsWith(entry.name, u".exe") && !EndsWith(entry.name, u".dll")) continue;
+    std::u16string signer;
+    GetFileSignerName(path, signer);
+    if (CompareNoCase(signer, launcherSigner) == 0) return true;
+  }
+  return false;
+}
+
+int32_t EnumVersionDirs(const CProductConfig& config, const std::u16string& installRoot,
+                        std::vector<std::u16string>* list) {
+  std::vector<platform::DirEntry> entries;
+  if (!ListEntries(JoinPath(installRoot, u"\\*"), &entries)) return 0;
+  int32_t count = 0;
+  for (const platform::DirEntry& entry : entries) {
+    if (!IsDirectory(entry)) continue;
+    const std::u16string path = JoinPath(installRoot, entry.name);
+    bool fromManifest = false;
+    if (!ProbeVersionDir(path, config, nullptr, &fromManifest) && !HasLauncherSignedFile(path, 1)) {
+      LogDebug(u"Directory '%s' not vorn version dir, skip", path);
+      continue;
+    }
+    list->push_back(path);
+    ++count;
+  }
+  return count;
+}
+
+int32_t EnumEmptyDirs(const std::u16string& root, std::vector<std::u16string>* list) {
+  std::vector<platform::DirEntry> entries;
+  if (!ListEntries(JoinPath(root, u"\\*"), &entries)) return 0;
+  int32_t count = 0;
+  for (const platform::DirEntry& entry : entries) {
+    if (!IsDirectory(entry)) continue;
+    const std::u16string path = JoinPath(root, entry.name);
+    std::vector<platform::DirEntry> inside;
+    // A directory whose listing cannot even start counts as empty too.
+    if (ListEntries(JoinPath(path, u"\\*"), &inside) && !inside.empty()) continue;
+    LogInfo(u"%s is empty.", path);
+    list->push_back(path);
+    ++count;
+  }
+  return count;
+}
+
+bool DeleteDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
+  platform::Platform& os = platform::Get();
+  std::vector<platform::DirEntry> entries;
+  if (ListEntries(JoinPath(dir, u"\\*"), &entries)) {
+    for (const platform::DirEntry& entry : entries) {
+      const std::u16string path = JoinPath(dir, entry.name);
+      if (IsDirectory(entry)) {
+        DeleteDirectoryTree(path, delayUntilReboot);
+        continue;
+      }
+      os.SetAttributes(path, os.GetAttributes(path) & ~platform::kFileAttributeReadOnly);
+      if (os.DeleteOneFile(path)) continue;
+      LogError(u"Delete file '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+      if (delayUntilReboot && !os.MovePath(path, u"", platform::kMoveFileDelayUntilReboot)) {
+        LogError(u"Set restart delete file '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+      }
+    }
+  }
+  if (!os.RemoveOneDirectory(dir)) {
+    LogError(u"Delete directory '%s' failed, error=%d", dir, static_cast<int32_t>(os.LastError()));
+  }
+  return true;
+}
+
+void CLauncherApp::_DeleteOldVersions() {
+  if (m_versionDirName.empty()) return;
+  platform::Platform& os = platform::Get();
+  LogInfo(u"Delete electron directory except %s", m_versionDirName);
+
+  std::vector<std::u16string> versions;
+  EnumVersionDirs(GetProductConfig(), m_launcherDir, &versions);
+  for (std::u16string path : versions) {
+    const std::u16string name = GetFileNamePart(path, true);
+    if (CompareNoCase(name, m_versionDirName) == 0) continue;
+    // Moved aside first: a directory with a file in use refuses the move as a
+    // whole and stays complete, instead of being half deleted.
+    if (!ContainsToDeleteMark(name)) {
+      const std::u16string target = JoinPath(m_launcherDir, ToDeleteName(name));
+      LogInfo(u"Rename %s to %s", path, target);
+      if (!os.MovePath(path, target, 0)) {
+        LogError(u"Rename %s to %s failed, error=%d", path, target, static_cast<int32_t>(os.LastError()));
+        continue;
+      }
+      path = target;
+    }
+    LogInfo(u"Delete directory %s", path);
+    if (!DeleteDirectoryTree(path, false)) {
+      LogError(u"Delete electron directory %s failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+    }
+  }
+
+  std::vector<std::u16string> empty;
+  EnumEmptyDirs(m_launcherDir, &empty);
+  for (const std::u16string& path : empty) {
+    LogInfo(u"Delete empty directory %s", path);
+    if (!DeleteDirectoryTree(path, false)) {
+      LogError(u"Delete electron directory %s failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+    }
+  }
+}
