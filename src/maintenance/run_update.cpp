@@ -210,7 +210,7 @@ int32_t CLauncherApp::RunUpdate() {
     }
   }
 
-  // 12.
+  // 12. The process handle, then the thread handle.
   os.CloseObject(child.process);
   os.CloseObject(child.thread);
 
