@@ -141,7 +141,9 @@ int32_t CLauncherApp::RunUpdate() {
 
   // From here until the process start has returned, the file and every
   // directory above it stay open so that nobody can swap what the signer
-  // check looks at. A file that cannot be held is never started.
+  // check looks at. A file that cannot be held is started only if the check
+  // vouched for nothing (no signer name: an unsigned launcher starting an
+  // unsigned or missing file), where there is no trust to take over.
   platform::FileHold& fileHold = platform::Service<platform::FileHold>();
   const platform::Handle hold = fileHold.HoldFileAndParents(runExe);
   const uint32_t holdError = hold == nullptr ? os.LastError() : platform::kErrorSuccess;
@@ -175,10 +177,10 @@ int32_t CLauncherApp::RunUpdate() {
   LogInfo(u"run exe cmdline=%s", childCommandLine);
   const std::u16string currentDirectory = os.CurrentDirectory();
 
-  // 10. The start, of the held file only.
+  // 10. The start.
   platform::ProcessInfo child;
   bool started = false;
-  if (hold != nullptr) {
+  if (hold != nullptr || exeSigner.empty()) {
     started = os.StartProcess(childCommandLine, currentDirectory, &child);
   } else {
     os.SetLastErrorCode(holdError);
@@ -187,7 +189,7 @@ int32_t CLauncherApp::RunUpdate() {
     LogError(u"CreateProcess failed, error=%d", os.LastError());
     return kExitStartChildFailed;
   }
-  fileHold.ReleaseHold(release.hold);
+  if (release.hold != nullptr) fileHold.ReleaseHold(release.hold);
   release.hold = nullptr;
 
   // 11. The optional wait. A value that is no number ends the process as an
@@ -208,7 +210,7 @@ int32_t CLauncherApp::RunUpdate() {
     }
   }
 
-  // 12.
+  // 12. The process handle, then the thread handle.
   os.CloseObject(child.process);
   os.CloseObject(child.thread);
 

@@ -75,7 +75,9 @@ TEST(Broker, NoParametersLeaveATrailingBlankAndATimedOutWaitReturnsStillActive) 
   Sandbox box("BrokerTimeout");
   const fs::path launcher = box.InstallLauncher();
   const fs::path child = box.AddVersion("updater", "child.exe");
-  const std::u16string stay = u"60000";
+  // Long enough to outlast the wait on any machine, short enough not to
+  // keep the test run's output open for long after the test.
+  const std::u16string stay = u"3000";
   P().SetEnv(u"ORVANE_PROBE_STAY_MS", &stay);
   SuccessEvent event;
 
@@ -102,16 +104,20 @@ TEST(Broker, FailuresAReachableProcessMeets) {
   } rows[] = {
       {"unknown run type", "--run-type=Run_Update --run-exe=x.exe", -12, {"ERRO", "unknown run type:Run_Update"}},
       // An unsigned launcher accepts an unsigned (here: missing) file; the
-      // start then fails.
-      {"missing child", "--run-type=run_update --run-exe=\"C:\\no\\such\\child.exe\"", -15,
-       {"ERRO", "CreateProcess failed, error=3"}},
+      // start then fails as CreateProcessW fails for a missing file.
+      {"missing child", "--run-type=run_update --run-exe=@missing.exe", -15, {"ERRO", "CreateProcess failed, error=2"}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     Sandbox box("BrokerFailure");
     const fs::path launcher = box.InstallLauncher();
     SuccessEvent event;
-    const RunResult run = box.Run(launcher, "--command=run_update " + row.switches);
+    std::string switches = row.switches;
+    if (const size_t at = switches.find('@'); at != std::string::npos) {
+      switches.replace(at, 1, "\"" + WinForm(box.root()) + "\\");
+      switches += "\"";
+    }
+    const RunResult run = box.Run(launcher, "--command=run_update " + switches);
     EXPECT_TRUE(EndedWith(run, row.result)) << run.stderrText;
     const LogView log(box.LogPath());
     EXPECT_TRUE(HasLinesInOrder(log, {row.line}, kDefaultSpanMode)) << log.Dump();
