@@ -6,12 +6,18 @@
 //
 //   launch_latency_bench [--rounds=N] [<launcher> <probe> <bare-start>]
 //
+// Then the whole normal start: from the start of the launcher to the end of
+// its process, follow-ups included, with 5 old version directories of 300
+// files each to clear away (made anew before every round, outside the
+// timing), against the bare start's process from start to end.
+//
 // Without paths the programs of this build are used (or ORVANE_LAUNCHER,
 // ORVANE_PROBE, ORVANE_BARE_START). Prints the medians and the ratio
 // launcher / bare start; the target natively is 1.5 or better.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -38,6 +44,37 @@ double TimeOneStart(const bench::Sandbox& box, const std::u16string& commandLine
   const uint64_t started = box.WaitForStartNs(count, 30000);
   if (started == 0 || started < t0) return -1;
   return static_cast<double>(started - t0) / 1e6;
+}
+
+// Starts the command line and waits for its process to end: milliseconds,
+// or -1.
+double TimeToExit(const std::u16string& commandLine) {
+  platform::Platform& p = platform::Get();
+  platform::ProcessInfo info;
+  const uint64_t t0 = p.MonotonicNs();
+  if (!p.StartProcess(commandLine, u"", &info)) return -1;
+  const bool ended = p.WaitOne(info.process, 60000) == platform::kWaitObject0;
+  const uint64_t t1 = p.MonotonicNs();
+  if (!ended) p.Terminate(info.process, 1);
+  p.CloseObject(info.process);
+  if (info.thread != nullptr) p.CloseObject(info.thread);
+  return ended ? static_cast<double>(t1 - t0) / 1e6 : -1;
+}
+
+// Five old copies of the application beside the current one, 300 files each.
+void MakeOldVersions(const bench::fs::path& root) {
+  const std::string bytes(2048, 'x');
+  for (int v = 0; v < 5; ++v) {
+    const bench::fs::path dir = root / ("1.0." + std::to_string(v));
+    bench::fs::create_directories(dir / "resources");
+    std::ofstream(dir / "Orvane.exe", std::ios::binary) << "MZ";
+    for (int f = 1; f < 300; ++f) {
+      std::ofstream(dir / (f % 2 == 0 ? bench::fs::path("resources") : bench::fs::path()) /
+                        ("file" + std::to_string(f) + ".bin"),
+                    std::ios::binary)
+          << bytes;
+    }
+  }
 }
 
 }  // namespace
@@ -94,5 +131,26 @@ int main(int argc, char** argv) {
   std::printf("  launcher    %8.3f ms\n", launcherMs);
   std::printf("  bare start  %8.3f ms\n", bareMs);
   std::printf("  ratio launcher/bare start: %.2f\n", bareMs > 0 ? launcherMs / bareMs : 0.0);
+
+  const int wholeRounds = rounds < 10 ? rounds : 10;
+  std::vector<double> whole, bareWhole;
+  for (int i = 0; i < wholeRounds; ++i) {
+    MakeOldVersions(box.launcher().parent_path());
+    const double a = TimeToExit(launcherLine);
+    const double b = TimeToExit(bareLine);
+    if (a < 0 || b < 0 || bench::fs::exists(box.launcher().parent_path() / "1.0.0")) {
+      std::fprintf(stderr, "launch_latency_bench: whole start round %d failed or left old copies\n", i);
+      return 1;
+    }
+    whole.push_back(a);
+    bareWhole.push_back(b);
+  }
+  const double wholeMs = bench::Median(whole);
+  const double bareWholeMs = bench::Median(bareWhole);
+  std::printf("whole normal start, %d rounds (median, start to process end, 5 old copies of 300 files cleared):\n",
+              wholeRounds);
+  std::printf("  launcher    %8.3f ms\n", wholeMs);
+  std::printf("  bare start  %8.3f ms\n", bareWholeMs);
+  std::printf("  ratio launcher/bare start: %.2f\n", bareWholeMs > 0 ? wholeMs / bareWholeMs : 0.0);
   return 0;
 }
