@@ -24,22 +24,32 @@ GUID DriverActionVerify() {
 // WTD_CACHE_ONLY_URL_RETRIEVAL.
 constexpr DWORD kCacheOnlyUrlRetrieval = 0x1000;
 
+// WinVerifyTrust(null window, WINTRUST_ACTION_GENERIC_VERIFY_V2) on a file
+// with no UI and no revocation check; the state it leaves, when asked for.
+LONG VerifyFile(const std::u16string& path, DWORD stateAction, DWORD provFlags, HANDLE* state) {
+  WINTRUST_FILE_INFO file = {};
+  file.cbStruct = sizeof(file);
+  file.pcwszFilePath = AsWide(path);
+  WINTRUST_DATA data = {};
+  data.cbStruct = sizeof(data);
+  data.dwUIChoice = WTD_UI_NONE;
+  data.fdwRevocationChecks = WTD_REVOKE_NONE;
+  data.dwUnionChoice = WTD_CHOICE_FILE;
+  data.pFile = &file;
+  data.dwStateAction = stateAction;
+  data.dwProvFlags = provFlags;
+  GUID action = GenericVerifyV2();
+  const LONG status = ::WinVerifyTrust(nullptr, &action, &data);
+  if (state != nullptr) *state = data.hWVTStateData;
+  return status;
+}
+
 class WinCodeTrust final : public CodeTrust {
  public:
   int32_t VerifyFileKeepState(const std::u16string& path, TrustState* state) override {
-    WINTRUST_FILE_INFO file = {};
-    file.cbStruct = sizeof(file);
-    file.pcwszFilePath = AsWide(path);
-    WINTRUST_DATA data = {};
-    data.cbStruct = sizeof(data);
-    data.dwUIChoice = WTD_UI_NONE;
-    data.fdwRevocationChecks = WTD_REVOKE_NONE;
-    data.dwUnionChoice = WTD_CHOICE_FILE;
-    data.pFile = &file;
-    data.dwStateAction = WTD_STATEACTION_VERIFY;
-    GUID action = GenericVerifyV2();
-    const LONG status = ::WinVerifyTrust(nullptr, &action, &data);
-    *state = data.hWVTStateData;
+    HANDLE kept = nullptr;
+    const LONG status = VerifyFile(path, WTD_STATEACTION_VERIFY, 0, &kept);
+    *state = kept;
     return status;
   }
 
@@ -81,19 +91,7 @@ class WinCodeTrust final : public CodeTrust {
   }
 
   int32_t VerifyFileEmbedded(const std::u16string& path) override {
-    WINTRUST_FILE_INFO file = {};
-    file.cbStruct = sizeof(file);
-    file.pcwszFilePath = AsWide(path);
-    WINTRUST_DATA data = {};
-    data.cbStruct = sizeof(data);
-    data.dwUIChoice = WTD_UI_NONE;
-    data.fdwRevocationChecks = WTD_REVOKE_NONE;
-    data.dwUnionChoice = WTD_CHOICE_FILE;
-    data.pFile = &file;
-    data.dwStateAction = WTD_STATEACTION_IGNORE;
-    data.dwProvFlags = kCacheOnlyUrlRetrieval;
-    GUID action = GenericVerifyV2();
-    return ::WinVerifyTrust(nullptr, &action, &data);
+    return VerifyFile(path, WTD_STATEACTION_IGNORE, kCacheOnlyUrlRetrieval, nullptr);
   }
 
   bool AcquireCatalogAdmin(CatalogAdmin* admin) override {
