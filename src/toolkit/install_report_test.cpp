@@ -6,7 +6,9 @@
 
 namespace {
 
-TEST(InstallReportTest, ErrorNamesAndMessageKeys) {
+// The rows where a slip is easy: the misspelt name, the two keys of an
+// unknown error, the ends of both tables.
+TEST(InstallReportTest, NamesAndMessageKeys) {
   struct Row {
     int32_t code;
     const char* name;
@@ -15,34 +17,21 @@ TEST(InstallReportTest, ErrorNamesAndMessageKeys) {
       {-10000, "KillProecessTimeout", "Vorn_Installer_CloseAntivirusNote"},
       {-9999, "FetchVersionFailed", "Vorn_Installer_FetchVersionFail"},
       {-9998, "DownloadPackageFailed", "Vorn_Installer_DownloadPackageFail"},
-      {-9997, "CheckPackageMd5Failed", "Vorn_Installer_CloseAntivirusNote"},
       {-9996, "UnzipPackageFailed", "Vorn_Installer_CloseAntivirusNote"},
-      {-9995, "BackupOldAppDirFailed", "Vorn_Installer_RetryNote"},
-      {-9994, "ReleaseUninstallerFailed", "Vorn_Installer_RetryNote"},
-      {-9993, "ReleaseLauncherFailed", "Vorn_Installer_RetryNote"},
-      {-9992, "UpdateLauncherIniFailed", "Vorn_Installer_RetryNote"},
-      {-9991, "CreateShortcutFailed", "Vorn_Installer_RetryNote"},
       {-9990, "UpdateRegistryFailed", "Vorn_Installer_RetryNote"},
       {-1, "Unknown error", "Vorn_Installer_CloseAntivirusNote"},
       {-2, "Unknown error", "Vorn_Installer_RetryNote"},
       {-10001, "Unknown error", "Vorn_Installer_RetryNote"},
-      {0, "Unknown error", "Vorn_Installer_RetryNote"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.code);
     EXPECT_EQ(GetInstallErrorName(row.code), row.name);
     EXPECT_STREQ(GetInstallErrorMessageKey(row.code), row.key);
   }
-}
-
-TEST(InstallReportTest, StageNames) {
-  const char* const names[] = {"launch_downloader", "click_install",    "kill_process",        "fetch_version",
-                               "download_package",  "check_package_md5", "unzip_package",       "backup_old_dir",
-                               "release_uninstaller", "release_launcher", "update_ini",          "create_shortcut",
-                               "update_registry",   "install_success",  "install_canceled"};
-  for (uint32_t stage = 0; stage < 15; ++stage) EXPECT_EQ(GetInstallStageName(stage), names[stage]) << stage;
+  EXPECT_EQ(GetInstallStageName(0), "launch_downloader");
+  EXPECT_EQ(GetInstallStageName(6), "unzip_package");
+  EXPECT_EQ(GetInstallStageName(14), "install_canceled");
   EXPECT_EQ(GetInstallStageName(15), "unknown_stage");
-  EXPECT_EQ(GetInstallStageName(0xFFFFFFFFu), "unknown_stage");
 }
 
 class StageApp : public CVornApp {

@@ -336,6 +336,10 @@ TEST_F(ZipReaderTest, DirectoriesAndAbsoluteTargets) {
   EXPECT_TRUE(std::filesystem::is_directory(temp.path() / "out" / "sub" / "dir"));
   EXPECT_EQ(UnzipItem(zip, 1, temp.core() + u"\\elsewhere\\g.txt"), ZR_OK);
   EXPECT_EQ(ReadFileBytes(temp.path() / "elsewhere" / "g.txt"), "hello");
+  // A base directory that cannot fit 260 characters is refused, not cut.
+  EXPECT_EQ(SetUnzipBaseDir(zip, temp.core() + u"\\" + std::u16string(300, u'b')), ZR_ARGS);
+  EXPECT_EQ(UnzipItem(zip, 1, u"f.txt"), ZR_OK);
+  EXPECT_EQ(Out("f.txt"), "hello");
 }
 
 TEST_F(ZipReaderTest, HandlesAndResultTexts) {
