@@ -16,7 +16,7 @@ if(ORVANE_WINDOWS)
   # zlib goes into the executable too: no zlib1.dll beside it.
   set(ZLIB_USE_STATIC_LIBS ON)
 
-  set(ORVANE_PLATFORM_SYSTEM_LIBS bcrypt crypt32 ole32 oleaux32 shlwapi shell32 user32 advapi32 version)
+  set(ORVANE_PLATFORM_SYSTEM_LIBS bcrypt crypt32 wintrust ole32 oleaux32 shlwapi shell32 user32 advapi32 version)
   list(REMOVE_ITEM ORVANE_PLATFORM_SYSTEM_LIBS oleaux32)
   list(APPEND ORVANE_PLATFORM_SYSTEM_LIBS oleaut32 uuid)
 else()

@@ -36,6 +36,7 @@ TEST_F(AutoLaunchGateTest, StateTable) {
       {u"--launch_from=auto-launch", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", nullptr},
       {kBoth + u"soon", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", nullptr},
       {kBoth + u"2147484", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", nullptr},  // wraps below 0
+      {kBoth + u"4294967297", kAlone, nullptr, kNone, u"", 0, kNone, "auto-launch", nullptr},  // saturates
       {kBoth + u"4294968", kAlone, nullptr, kNone, u"", 0, 704, "auto-launch", "after delay 0 seconds"},
       {k30, kAlone, nullptr, platform::kWaitObject0, u"ORVANE.exe", 0, 30000, nullptr,
        "Immediate launch app, remove auto-launch switch"},

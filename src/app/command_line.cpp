@@ -3,6 +3,18 @@
 #include <cstdio>
 #include <cstdlib>
 
+// The process exit code of a failure that nothing handles. It is the code
+// with which the C runtime's abort ends a process on Windows.
+constexpr int kUnhandledFailureExitCode = 3;
+
+void EndProcessOnUnhandledFailure(const char* what) {
+  std::fputs("Orvane launcher: ", stderr);
+  std::fputs(what, stderr);
+  std::fputs("\n", stderr);
+  std::fflush(stderr);
+  std::_Exit(kUnhandledFailureExitCode);
+}
+
 namespace {
 
 constexpr char16_t kBlank = u' ';
@@ -10,21 +22,14 @@ constexpr char16_t kQuote = u'"';
 constexpr char16_t kBackslash = u'\\';
 constexpr char16_t kEquals = u'=';
 
-// The process exit code of a command line that cannot be stored. It is the
-// code with which the C runtime's abort ends a process on Windows.
-constexpr int kMalformedCommandLineExitCode = 3;
-
 // The one text that yields a switch value of negative length is `--x="` with
 // the quote as the very last character: the quote is then both the first and
 // the last character of the value. Storing such a value is impossible, and the
 // launcher has no way to go on with a half-parsed command line: nothing is
 // logged yet and no result is defined for it. So the process ends here, at
-// once and on purpose, with a line on standard error and a fixed exit code,
-// instead of a string failure escaping the entry point.
+// once and on purpose, as for any failure that nothing handles.
 [[noreturn]] void EndOnMalformedSwitchValue() {
-  std::fputs("Orvane launcher: malformed switch value on the command line (a lone opening quote at its end)\n", stderr);
-  std::fflush(stderr);
-  std::_Exit(kMalformedCommandLineExitCode);
+  EndProcessOnUnhandledFailure("malformed switch value on the command line (a lone opening quote at its end)");
 }
 
 std::u16string Quoted(const std::u16string& text) {

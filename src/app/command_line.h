@@ -11,6 +11,11 @@
 #include <string>
 #include <vector>
 
+// Ends the process as the runtime ends it for a failure that nothing
+// handles: a line on standard error, then exit code 3 at once, without
+// unwinding and without any further log line or report.
+[[noreturn]] void EndProcessOnUnhandledFailure(const char* what);
+
 class CCommandLine {
  public:
   // Splits and stores; always true. Run passes stripTokenQuotes false.

@@ -105,10 +105,14 @@ int32_t CLauncherApp::Run(const char16_t* commandLine) {
 
   // 14-15. The dispatch.
   m_command = m_commandLine.GetSwitchValue(u"command");
-  if (m_command == u"run_update" || m_command == u"rebuild_taskschedule" || m_command == u"run_uninstall") {
-    LogError(u"CLauncherApp::Run, command '%s' is not available in this build", m_command);
-    return kExitFailure;
+  if (m_command == u"run_update") {
+    const int32_t ret = RunUpdate();
+    ReportEvent(m_productConfig.data_dir, "update_launcher_run_task", "", "version",
+                m_productConfig.product_version_utf8, "ret", std::to_string(ret));
+    return ret;
   }
+  if (m_command == u"rebuild_taskschedule") return AddTaskSchedule();
+  if (m_command == u"run_uninstall") return _RunUninstaller();
 
   // The default path. The marker is tested before the launch, so it tells
   // the state from before the new process ran.

@@ -37,6 +37,12 @@ class CLauncherApp : public CVornApp {
   // Ini file (launcher_ini.cpp).
   void _WriteLauncherIni();
 
+  // Maintenance commands (src/maintenance): the broker behind the scheduled
+  // task, the task's registration and the uninstaller hand-off.
+  int32_t RunUpdate();
+  int32_t AddTaskSchedule();
+  int32_t _RunUninstaller();
+
   // Compatibility flags (compat_flags.cpp).
   bool _RemoveAppCompatFlagsEntry(const std::u16string& appPath);
 

@@ -31,9 +31,6 @@ TEST_F(RunTest, OutcomeRows) {
       {u"", kNoConfig, -2, nullptr, nullptr},
       {u"--launch_from=auto-launch --auto_launch_delay_seconds=5", kWaitFails, -18, nullptr, "Wait semaphore failed"},
       {u"", kMarker, 0, "app", "update task exist."},
-      {u"--command=run_update", kNone, -1, nullptr, "command 'run_update' is not available in this build"},
-      {u"--command=rebuild_taskschedule", kNone, -1, nullptr, "'rebuild_taskschedule' is not available"},
-      {u"--command=run_uninstall", kNone, -1, nullptr, "'run_uninstall' is not available"},
       {u"--command=bogus --ignore_remove_compat_flag", kNone, 0, "app", "CmdLine size is 0"},
   };
   for (size_t i = 0; i < sizeof(rows) / sizeof(rows[0]); ++i) {

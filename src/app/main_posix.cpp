@@ -1,6 +1,8 @@
-// Entry point of the Linux build. The arguments are joined into one command
-// line text, quoted as Windows quotes them, so the launcher's parser reads
-// back the tokens it was given; from there the run is the same as on Windows.
+// Entry point of the Linux build. The arguments become the command line text
+// a Windows user would have typed for them (switches with `-` or `--`, paths
+// with `/` in Windows form, blanks quoted), so the launcher's parser and its
+// survey of dropped files see what they see on Windows; from there the run
+// is the same.
 #include <string>
 #include <vector>
 
@@ -12,7 +14,7 @@
 int main(int argc, char** argv) {
   std::vector<std::u16string> arguments;
   for (int i = 1; i < argc; ++i) arguments.push_back(platform::Utf8ToUtf16(argv[i]));
-  const std::u16string commandLine = platform::JoinArguments(arguments);
+  const std::u16string commandLine = platform::CommandLineFromPosixArguments(arguments);
 
   HardenDllSearchPath();
   int32_t result;

@@ -58,26 +58,44 @@ struct Field {
   Length length = Length::kDefault;
 };
 
-// Writes a finished field of `body` (the sign or prefix kept apart so that
-// zero padding goes between it and the digits).
+// A finished field before padding: a sign or prefix, the zeros a precision
+// asks for, the digits, and for a floating-point number with a precision
+// beyond what the C library is asked to render, more zeros and the exponent.
+// The zero runs are counted, never built, so a precision costs no memory.
+struct Parts {
+  std::u16string_view prefix;
+  size_t zeros = 0;
+  std::u16string_view body;
+  size_t tailZeros = 0;
+  std::u16string_view tail;
+};
+
+// Writes the field, zero padding going between the prefix and the digits.
+void EmitField(Sink* sink, const Field& field, const Parts& parts, bool zeroPad) {
+  const size_t used = parts.prefix.size() + parts.zeros + parts.body.size() + parts.tailZeros + parts.tail.size();
+  const size_t pad = field.width > used ? field.width - used : 0;
+  const bool left = (field.flags & kLeft) != 0;
+  if (!left && !zeroPad) sink->Pad(u' ', pad);
+  sink->Put(parts.prefix);
+  if (!left && zeroPad) sink->Pad(u'0', pad);
+  sink->Pad(u'0', parts.zeros);
+  sink->Put(parts.body);
+  sink->Pad(u'0', parts.tailZeros);
+  sink->Put(parts.tail);
+  if (left) sink->Pad(u' ', pad);
+}
+
 void EmitField(Sink* sink, const Field& field, std::u16string_view prefix, std::u16string_view body,
                bool zeroPad) {
-  const size_t used = prefix.size() + body.size();
-  const size_t pad = field.width > used ? field.width - used : 0;
-  if (field.flags & kLeft) {
-    sink->Put(prefix);
-    sink->Put(body);
-    sink->Pad(u' ', pad);
-  } else if (zeroPad) {
-    sink->Put(prefix);
-    sink->Pad(u'0', pad);
-    sink->Put(body);
-  } else {
-    sink->Pad(u' ', pad);
-    sink->Put(prefix);
-    sink->Put(body);
-  }
+  Parts parts;
+  parts.prefix = prefix;
+  parts.body = body;
+  EmitField(sink, field, parts, zeroPad);
 }
+
+// The C library renders at most this many digits after the point; every
+// digit of a double past it is zero, so a longer precision adds counted zeros.
+constexpr size_t kRenderedPrecision = 1100;
 
 class Formatter {
  public:
@@ -303,10 +321,12 @@ class Formatter {
     for (uint64_t v = magnitude; v != 0; v /= base) digits[n++] = alphabet[v % base];
 
     std::u16string body;
-    const size_t precision = field.hasPrecision ? field.precision : 1;
-    if (precision > n) body.assign(precision - n, u'0');
     for (size_t k = n; k > 0; --k) body.push_back(digits[k - 1]);
-    if (base == 8 && (field.flags & kAlternate) && (body.empty() || body[0] != u'0')) body.insert(body.begin(), u'0');
+    const size_t precision = field.hasPrecision ? field.precision : 1;
+    const size_t zeros = precision > n ? precision - n : 0;
+    if (base == 8 && (field.flags & kAlternate) && zeros == 0 && (body.empty() || body[0] != u'0')) {
+      body.insert(body.begin(), u'0');
+    }
 
     std::u16string prefix;
     if (isSigned) {
@@ -321,7 +341,11 @@ class Formatter {
       prefix = upper ? u"0X" : u"0x";
     }
     const bool zeroPad = (field.flags & kZero) && !(field.flags & kLeft) && !field.hasPrecision;
-    EmitField(sink, field, prefix, body, zeroPad);
+    Parts parts;
+    parts.prefix = prefix;
+    parts.zeros = zeros;
+    parts.body = body;
+    EmitField(sink, field, parts, zeroPad);
   }
 
   static void Character(Sink* sink, const Field& field, const FormatArg* arg, bool narrow) {
@@ -357,6 +381,10 @@ class Formatter {
 
   static void Double(Sink* sink, const Field& field, const FormatArg* arg, char conv) {
     if (arg == nullptr || arg->kind() != FormatArg::Kind::kDouble) return;
+    if (field.hasPrecision && field.precision > kRenderedPrecision) {
+      LongPrecisionDouble(sink, field, arg->doubleValue(), conv);
+      return;
+    }
     // The number itself is rendered by the C library's narrow printf, which
     // agrees with the wide one for every digit; the field is ours.
     std::string fmt = "%";
@@ -390,6 +418,45 @@ class Formatter {
     }
   }
 
+  // A precision past kRenderedPrecision: the number is rendered with that
+  // many digits, and the rest of the digits, all zeros, are counted in before
+  // the exponent. %g without '#' drops trailing zeros, so it gets none.
+  static void LongPrecisionDouble(Sink* sink, const Field& field, double value, char conv) {
+    std::string fmt = "%";
+    if (field.flags & kPlus) fmt += '+';
+    if (field.flags & kSpace) fmt += ' ';
+    if (field.flags & kAlternate) fmt += '#';
+    fmt += ".*";
+    fmt += conv;
+    const int precision = static_cast<int>(kRenderedPrecision);
+    const int len = std::snprintf(nullptr, 0, fmt.c_str(), precision, value);
+    if (len < 0) return;
+    std::string rendered(static_cast<size_t>(len) + 1, '\0');
+    std::snprintf(&rendered[0], rendered.size(), fmt.c_str(), precision, value);
+    rendered.resize(static_cast<size_t>(len));
+    const std::u16string wide(rendered.begin(), rendered.end());
+
+    const bool finite = value - value == 0;
+    const char lower = static_cast<char>(conv | 0x20);
+    size_t start = 0;
+    if (!wide.empty() && (wide[0] == u'-' || wide[0] == u'+' || wide[0] == u' ')) start = 1;
+    if (lower == 'a' && wide.size() >= start + 2) start += 2;  // "0x"
+    size_t exponent = wide.size();
+    if (lower == 'e' || lower == 'g') exponent = wide.find_first_of(u"eE", start);
+    if (lower == 'a') exponent = wide.find_first_of(u"pP", start);
+    if (exponent == std::u16string::npos) exponent = wide.size();
+
+    Parts parts;
+    parts.prefix = std::u16string_view(wide).substr(0, start);
+    parts.body = std::u16string_view(wide).substr(start, exponent - start);
+    parts.tail = std::u16string_view(wide).substr(exponent);
+    if (finite && (lower != 'g' || (field.flags & kAlternate))) {
+      parts.tailZeros = field.precision - kRenderedPrecision;
+    }
+    const bool zeroPad = finite && (field.flags & kZero) && !(field.flags & kLeft);
+    EmitField(sink, field, parts, zeroPad);
+  }
+
   const FormatArg* args_;
   size_t count_;
   size_t next_ = 0;
@@ -400,7 +467,12 @@ class Formatter {
 std::u16string FormatWideV(size_t limit, const char16_t* format, const FormatArg* args, size_t argCount) {
   Sink sink(limit);
   Formatter(args, argCount).Run(&sink, format);
-  return std::move(sink.text());
+  // The result is read as the C string its zeroed buffer would hold: it ends
+  // at its first NUL.
+  std::u16string& text = sink.text();
+  const size_t nul = text.find(u'\0');
+  if (nul != std::u16string::npos) text.resize(nul);
+  return std::move(text);
 }
 
 int SafeFormatWideV(char16_t* buffer, size_t count, const char16_t* format, const FormatArg* args,

@@ -53,6 +53,14 @@ TEST(FormatTest, ConversionsFlagsAndArguments) {
       // Cut at 2048 characters, whatever the text or the width asks for.
       ROW(u"ab" + std::u16string(2046, u'x'), u"ab%s", std::u16string(3000, u'x')),
       ROW(std::u16string(2048, u' '), u"%3000d", 1), ROW(std::u16string(2048, u' '), u"%2000000000d|", 1),
+      // A precision is cut as a width is, and costs no memory past the limit.
+      ROW(std::u16string(2048, u'0'), u"%.*d", 0x43202500, 7),
+      ROW(u"1.5" + std::u16string(2045, u'0'), u"%.999999999f", 1.5),
+      ROW(u"-1." + std::u16string(1200, u'0') + u"e+00", u"%.1200e", -1.0),
+      ROW(u"0.5" + std::u16string(1199, u'0'), u"%#.1200g", 0.5), ROW(u"0.5", u"%.1200g", 0.5),
+      ROW(u"[inf]", u"[%.5000f]", std::numeric_limits<double>::infinity()),
+      // The result ends at its first NUL, as its zeroed buffer would.
+      ROW(u"a", u"a%cb", 0),
       // The log line.
       ROW(u"t [DEBG][123456][    7] [] m", u"%s [%s][%5d][%5d] [%s] %s", u"t", u"DEBG", 123456u, 7u, u"", u"m"),
   };

@@ -90,12 +90,15 @@ int32_t ToInt(const String& text) {
     negative = text[i] == '-';
     ++i;
   }
-  uint32_t value = 0;
+  // Out of range, the value saturates at INT_MAX or INT_MIN, as the C
+  // runtime's conversion does.
+  int64_t value = 0;
+  const int64_t limit = negative ? int64_t{2147483648} : int64_t{2147483647};
   for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-    value = value * 10u + static_cast<uint32_t>(text[i] - '0');
+    value = value * 10 + static_cast<int64_t>(text[i] - '0');
+    if (value > limit) value = limit;
   }
-  if (negative) value = 0u - value;
-  return static_cast<int32_t>(value);
+  return static_cast<int32_t>(negative ? -value : value);
 }
 
 }  // namespace

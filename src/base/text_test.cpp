@@ -53,7 +53,8 @@ TEST(TextTest, CompareNoCaseFoldsAsciiToLowerCase) {
 TEST(TextTest, ToIntReadsLikeTheCRuntime) {
   const std::pair<std::string, int32_t> rows[] = {
       {"  -17x", -17}, {"\t\n\v\f\r +7", 7}, {"abc", 0}, {"- 5", 0}, {"0x1A", 0}, {"-2147483648", -2147483647 - 1},
-      {"2147483648", -2147483647 - 1}, {"4294967297", 1},
+      {"2147483648", 2147483647}, {"4294967297", 2147483647}, {"-99999999999", -2147483647 - 1},
+      {"000000000000000000000042", 42},
   };
   for (const auto& [text, value] : rows) {
     EXPECT_EQ(NarrowToInt(text), value) << "'" << text << "'";

@@ -25,6 +25,7 @@ TEST(VersionOrderTest, CompareRows) {
       {u"1.78.4-alpha", u"1.78.4-beta", 1},  // the earlier suffix counts as newer
       {u"1.0-BETA", u"1.0-beta", 0},     {u"1.79.0.todelete-1700000000", u"1.79.0", -1},
       {u"1-9-a", u"1-10-a", -1},         // split at the first dash only
+      {u"4294967298", u"1", -1},         // saturates to 0xFFFF, which wraps the sign
   };
   for (const auto& row : rows) {
     const int32_t r = CompareVersionDirNames(row.a, row.b);
@@ -91,6 +92,9 @@ TEST_F(VersionDirsTest, FindMainExeRows) {
       {{"1.78.0/Vornapp.exe", "1.79.0.todelete-1700000000/Vornapp.exe"}, nullptr, "1.79.0.todelete-1700000000",
        "1.79.0.todelete-1700000000/Vornapp.exe"},
       {{"Vornapp.exe", "9.0/nothing.txt"}, nullptr, "", ""},
+      // Equal versions: the key of the first listed, the exe of the last, in
+      // the upper-case order NTFS lists them ("1B" before "1_").
+      {{"1_/Vornapp.exe", "1B/Vornapp.exe"}, nullptr, "1B", "1_/Vornapp.exe"},
   };
   for (size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE("row " + std::to_string(i));

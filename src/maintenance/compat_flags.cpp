@@ -28,11 +28,14 @@ constexpr const char16_t* kRemovedLayers[] = {
     u"VISTASP1", u"VISTASP2", u"WIN7RTM", u"WINSRV03SP1", u"WINSRV08SP1", u"WIN8RTM",  u"HIGHDPIAWARE",
 };
 
-// A REG_SZ as read: UTF-16 units up to the first NUL or the end of the data.
+// A REG_SZ as read into a zeroed buffer: UTF-16 units up to the first NUL or
+// the end of the data. An odd last byte meets a zero byte of the buffer and
+// so is a character of its own.
 std::u16string WideFromRegistryBytes(const std::vector<uint8_t>& data) {
   std::u16string text;
-  for (size_t i = 0; i + 1 < data.size(); i += 2) {
-    const char16_t unit = static_cast<char16_t>(data[i] | (data[i + 1] << 8));
+  for (size_t i = 0; i < data.size(); i += 2) {
+    const uint8_t high = i + 1 < data.size() ? data[i + 1] : 0;
+    const char16_t unit = static_cast<char16_t>(data[i] | (high << 8));
     if (unit == u'\0') break;
     text += unit;
   }

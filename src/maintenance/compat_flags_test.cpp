@@ -29,6 +29,7 @@ TEST(CompatFlagsTest, LayersCleanUpRows) {
     const char* failOp;
     bool result;
     std::optional<std::u16string> after;  // none: deleted or never there
+    bool oddTail = false;  // stored without terminator and without the last byte
   } rows[] = {
       {std::nullopt, nullptr, false, std::nullopt},
       {u"~ RUNASADMIN DISABLEDXMAXIMIZEDWINDOWEDMODE", nullptr, false, u"~ RUNASADMIN DISABLEDXMAXIMIZEDWINDOWEDMODE"},
@@ -39,11 +40,17 @@ TEST(CompatFlagsTest, LayersCleanUpRows) {
       {u"WIN98 RUNASADMIN", "ShSetValue", false, u"WIN98 RUNASADMIN"},
       {u"WIN98 RUNASADMIN", "ShGetValue", false, u"WIN98 RUNASADMIN"},             // no permission
       {std::u16string(10241, u'A'), nullptr, false, std::u16string(10241, u'A')},  // too long to read
+      // 13 bytes: the lone last byte reads as the character 'x'.
+      {u"WIN95 x", nullptr, true, u"x", true},
   };
   for (size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE("row " + std::to_string(i));
     FakePlatform fake;
-    if (rows[i].before) fake.registry[kLayers][kApp] = {platform::kRegSz, Bytes(*rows[i].before, true)};
+    if (rows[i].before) {
+      std::vector<uint8_t> bytes = Bytes(*rows[i].before, !rows[i].oddTail);
+      if (rows[i].oddTail) bytes.pop_back();
+      fake.registry[kLayers][kApp] = {platform::kRegSz, bytes};
+    }
     if (rows[i].failOp != nullptr) fake.FailCall(rows[i].failOp, 5);
     EXPECT_EQ(CLauncherApp()._RemoveAppCompatFlagsEntry(kApp), rows[i].result);
     const auto it = fake.registry[kLayers].find(kApp);

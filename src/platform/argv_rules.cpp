@@ -30,9 +30,24 @@ namespace {
 
 bool IsSeparator(char16_t c) { return c == u' ' || c == u'\t'; }
 
-}  // namespace
+// The launcher's serialiser puts its own pair of quotes around a positional
+// argument that holds a blank and kept its quotes: `""a b""`. At `i`, such a
+// token: two quotes, text that does not start with a blank, and two quotes
+// followed by a blank or the end. Sets `end` past it and `inner` to the text.
+bool DoubledQuoteToken(const std::u16string& line, size_t i, size_t n, size_t* end, std::u16string* inner) {
+  if (i + 2 >= n || line[i] != u'"' || line[i + 1] != u'"' || line[i + 2] == u' ') return false;
+  for (size_t k = i + 2; k + 1 < n; ++k) {
+    if (line[k] == u'"' && line[k + 1] == u'"' && (k + 2 == n || line[k + 2] == u' ')) {
+      if (line.find(u' ', i + 2) > k) return false;  // no blank: the plain rules read it right
+      *inner = line.substr(i + 2, k - (i + 2));
+      *end = k + 2;
+      return true;
+    }
+  }
+  return false;
+}
 
-std::vector<std::u16string> SplitCommandLine(const std::u16string& commandLine) {
+std::vector<std::u16string> Split(const std::u16string& commandLine, bool posixLaunch) {
   std::vector<std::u16string> args;
   const size_t nul = commandLine.find(u'\0');
   const size_t n = nul == std::u16string::npos ? commandLine.size() : nul;
@@ -49,15 +64,27 @@ std::vector<std::u16string> SplitCommandLine(const std::u16string& commandLine) 
   }
   args.push_back(name);
 
+  // On a Linux start only the blank separates: the launcher never writes a
+  // tab between arguments, so a tab inside one stays there.
+  const auto separates = [posixLaunch](char16_t c) { return posixLaunch ? c == u' ' : IsSeparator(c); };
   while (true) {
-    while (i < n && IsSeparator(commandLine[i])) ++i;
+    while (i < n && separates(commandLine[i])) ++i;
     if (i >= n) break;
 
     std::u16string arg;
+    const size_t tokenStart = i;
+    if (posixLaunch) {
+      size_t end = 0;
+      if (DoubledQuoteToken(commandLine, i, n, &end, &arg)) {
+        i = end;
+        args.push_back(PosixPathArgument(arg));
+        continue;
+      }
+    }
     bool quoted = false;
     while (i < n) {
       const char16_t c = commandLine[i];
-      if (!quoted && IsSeparator(c)) break;
+      if (!quoted && separates(c)) break;
       if (c == u'\\') {
         size_t count = 0;
         while (i < n && commandLine[i] == u'\\') {
@@ -90,9 +117,67 @@ std::vector<std::u16string> SplitCommandLine(const std::u16string& commandLine) 
       arg.push_back(c);
       ++i;
     }
-    args.push_back(arg);
+    // A switch keeps its value as written; any other argument that begins
+    // with a backslash is a path in Windows form and goes back to POSIX form.
+    const bool isSwitch = commandLine[tokenStart] == u'-';
+    args.push_back(posixLaunch && !isSwitch ? PosixPathArgument(arg) : arg);
   }
   return args;
+}
+
+bool IsPosixPathStart(const std::u16string& argument) { return !argument.empty() && argument[0] == u'/'; }
+
+}  // namespace
+
+std::u16string PosixPathArgument(const std::u16string& argument) {
+  if (argument.empty() || argument[0] != u'\\') return argument;
+  std::u16string out = argument;
+  for (char16_t& c : out) {
+    if (c == u'\\') c = u'/';
+  }
+  return out;
+}
+
+std::vector<std::u16string> SplitCommandLine(const std::u16string& commandLine) { return Split(commandLine, false); }
+
+std::vector<std::u16string> SplitPosixLaunchLine(const std::u16string& commandLine) {
+  return Split(commandLine, true);
+}
+
+std::u16string CommandLineFromPosixArguments(const std::vector<std::u16string>& arguments) {
+  std::u16string out;
+  for (const std::u16string& argument : arguments) {
+    if (!out.empty()) out.push_back(u' ');
+    const bool hasBlank = argument.find_first_of(u" \t") != std::u16string::npos;
+    if (argument.size() >= 2 && argument[0] == u'-') {
+      // A switch. A value with a blank is quoted as a Windows user quotes it,
+      // --g="h i"; the parser takes the pair off again. A name with a blank
+      // cannot be a switch on Windows either: it goes as a quoted argument.
+      const size_t eq = argument.find(u'=');
+      if (eq != std::u16string::npos && argument.find_first_of(u" \t") > eq) {
+        out += argument.substr(0, eq + 1) + u'"' + argument.substr(eq + 1) + u'"';
+      } else if (hasBlank) {
+        out += u'"' + argument + u'"';
+      } else {
+        out += argument;
+      }
+      continue;
+    }
+    // '/' begins a path on Linux: it goes in its Windows form, so the
+    // parser sees a path and not a switch, as it would on Windows.
+    std::u16string text = argument;
+    if (IsPosixPathStart(text)) {
+      for (char16_t& c : text) {
+        if (c == u'/') c = u'\\';
+      }
+    }
+    if (text.empty() || hasBlank) {
+      out += u'"' + text + u'"';
+    } else {
+      out += text;
+    }
+  }
+  return out;
 }
 
 std::u16string QuoteArgument(const std::u16string& argument) {

@@ -79,6 +79,8 @@ class FakePlatform : public Platform {
   };
   std::vector<StartRecord> startedProcesses;
   bool spawnForReal = false;
+  // The exit code a fake (not really spawned) process reports.
+  uint32_t fakeExitCode = 0;
 
   // The process list that SnapshotProcesses answers.
   std::vector<ProcessEntry> processList;

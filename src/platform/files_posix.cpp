@@ -54,10 +54,14 @@ bool MatchPattern(const std::u16string& pattern, const std::u16string& name) {
   return p == pattern.size();
 }
 
-std::u16string FoldedName(const std::u16string& name) {
-  std::u16string folded = name;
-  for (char16_t& c : folded) c = posix::FoldAscii(c);
-  return folded;
+// NTFS orders a directory by names mapped to upper case, so '_' (0x5F)
+// comes after the letters: "1B" before "1_".
+std::u16string UpperName(const std::u16string& name) {
+  std::u16string upper = name;
+  for (char16_t& c : upper) {
+    if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - (u'a' - u'A'));
+  }
+  return upper;
 }
 
 }  // namespace
@@ -231,12 +235,12 @@ bool PosixPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEn
     SetError(kErrorFileNotFound);
     return false;
   }
-  // NTFS lists names in folded order; "." and ".." come first.
+  // NTFS lists names in upper-case order; "." and ".." come first.
   std::sort(found.begin(), found.end(), [](const DirEntry& a, const DirEntry& b) {
     const int ra = a.name == u"." ? 0 : a.name == u".." ? 1 : 2;
     const int rb = b.name == u"." ? 0 : b.name == u".." ? 1 : 2;
     if (ra != rb) return ra < rb;
-    return FoldedName(a.name) < FoldedName(b.name);
+    return UpperName(a.name) < UpperName(b.name);
   });
   *entries = std::move(found);
   SetError(kErrorSuccess);
@@ -258,11 +262,53 @@ uint32_t PosixPlatform::GetAttributes(const std::u16string& path) {
 std::FILE* PosixPlatform::OpenStream(const std::u16string& path, const char* mode) {
   std::string p;
   if (!posix::ResolvePath(path, &p)) return nullptr;
-  // "e": O_CLOEXEC, so no stream of ours reaches a started process.
-  const std::string fullMode = std::string(mode) + "e";
-  std::FILE* stream = std::fopen(p.c_str(), fullMode.c_str());
+  const std::string m(mode);
+  const bool append = m.find('a') != std::string::npos;
+  const bool write = append || m.find('w') != std::string::npos;
+  const bool update = m.find('+') != std::string::npos;
+  int flags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  flags |= update ? O_RDWR : write ? O_WRONLY : O_RDONLY;
+  if (write) flags |= O_CREAT;
+  if (append) flags |= O_APPEND;
+  // A link that leads nowhere is no file to write either: O_CREAT would
+  // make its target somewhere else.
+  struct stat link;
+  if (write && ::lstat(p.c_str(), &link) == 0 && S_ISLNK(link.st_mode)) {
+    struct stat target;
+    if (::stat(p.c_str(), &target) != 0) {
+      SetError(kErrorFileNotFound);
+      return nullptr;
+    }
+  }
+  // O_NONBLOCK: opening a FIFO must not wait for its other end. Truncation
+  // comes only after the check below, so nothing but a regular file is ever
+  // cut.
+  const int fd = ::open(p.c_str(), flags, 0666);
+  if (fd < 0) {
+    // A FIFO without a reader refuses a writer with ENXIO: not a file either.
+    SetError(errno == ENXIO ? kErrorAccessDenied : MapErrno(errno, p));
+    return nullptr;
+  }
+  // _wfopen opens files only: a directory, FIFO, socket or device is
+  // refused as access denied, as CreateFileW refuses a directory.
+  struct stat st;
+  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    ::close(fd);
+    SetError(kErrorAccessDenied);
+    return nullptr;
+  }
+  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  if (write && !append && ::ftruncate(fd, 0) != 0) {
+    const int err = errno;
+    ::close(fd);
+    SetError(MapErrno(err, p));
+    return nullptr;
+  }
+  std::FILE* stream = ::fdopen(fd, mode);
   if (stream == nullptr) {
-    SetError(MapErrno(errno, p));
+    const int err = errno;
+    ::close(fd);
+    SetError(MapErrno(err, p));
     return nullptr;
   }
   SetError(kErrorSuccess);

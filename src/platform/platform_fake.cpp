@@ -458,7 +458,7 @@ bool FakePlatform::ExitCodeOf(Handle process, uint32_t* code) {
     lastError_ = real_.LastError();
     return result;
   }
-  *code = 0;  // a fake process has ended well
+  *code = fakeExitCode;
   lastError_ = kErrorSuccess;
   return true;
 }

@@ -18,8 +18,9 @@ class Processes {
   // CreateProcessW with a null application name, the writable command line,
   // no inheritance, creation flags 0, the inherited environment and the given
   // current directory (empty: the caller's). The executable is the first
-  // token of the command line; on POSIX the line is split into argv by the
-  // rules of CommandLineToArgvW. False and last error on failure.
+  // token of the command line; on POSIX the line is read back into argv by
+  // SplitPosixLaunchLine (argv_rules.h), so the application gets every
+  // argument whole. False and last error on failure.
   virtual bool StartProcess(const std::u16string& commandLine, const std::u16string& currentDirectory,
                             ProcessInfo* info) = 0;
 

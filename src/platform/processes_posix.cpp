@@ -1,6 +1,6 @@
 // Processes on Linux with the contracts of CreateProcessW and its companions:
-// the command line is split by the Windows rules, the executable is found as
-// CreateProcessW's first try finds it (no PATH search), spawn failures come
+// the command line is read back into whole arguments (SplitPosixLaunchLine),
+// the executable is found as CreateProcessW's first try finds it (no PATH search), spawn failures come
 // back at once with the Windows code, and handles can be waited on.
 //
 // Exit codes: a process that exits reports its exit status; one killed by a
@@ -202,7 +202,7 @@ using posix::SetError;
 
 bool PosixPlatform::StartProcess(const std::u16string& commandLine, const std::u16string& currentDirectory,
                                  ProcessInfo* info) {
-  const std::vector<std::u16string> args = SplitCommandLine(commandLine);
+  const std::vector<std::u16string> args = SplitPosixLaunchLine(commandLine);
   if (args.empty()) {
     SetError(kErrorFileNotFound);
     return false;

@@ -4,6 +4,13 @@
 #include <string>
 #include <vector>
 
+#ifndef _WIN32
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+#endif
+
 #include "e2e_support.h"
 #include "gtest/gtest.h"
 
@@ -148,6 +155,79 @@ TEST(BadInput, OverlongCommandLineIsCutAt10240) {
     EXPECT_TRUE(log.lines[i].level != "ERRO" || message.rfind("Read manifest.json failed", 0) == 0) << log.raw[i];
   }
   EXPECT_EQ(surveyed, 2048u) << log.Dump();
+}
+
+
+#ifndef _WIN32
+
+// Makes at `path` an object that is not a regular file; false if it cannot.
+bool MakeOddObject(const std::string& kind, const fs::path& path) {
+  std::error_code ec;
+  fs::create_directories(path.parent_path(), ec);
+  if (kind == "directory") return fs::create_directory(path, ec);
+  if (kind == "fifo") return ::mkfifo(path.c_str(), 0666) == 0;
+  if (kind == "device") return ::symlink("/dev/zero", path.c_str()) == 0;
+  if (kind == "dangling link") return ::symlink((path.string() + ".nowhere").c_str(), path.c_str()) == 0;
+  if (kind == "socket") {
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (fd < 0 || path.native().size() >= sizeof address.sun_path) return false;
+    std::copy(path.native().begin(), path.native().end(), address.sun_path);
+    const bool bound = ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    ::close(fd);  // the socket file stays
+    return bound;
+  }
+  return false;
+}
+#endif
+
+// A file the launcher opens that is not a file at all: _wfopen refuses it, so
+// the launcher takes its road for a file that can't be opened, and never
+// blocks on it or reads it without end. Windows (under Wine) can make only the
+// directories; Linux makes every kind.
+TEST(BadInput, OddObjectsWhereFilesBelong) {
+  const struct {
+    const char* where;  // "ini", "manifest", "log" or "report"
+    const char* kind;
+  } rows[] = {
+      {"ini", "directory"},     {"manifest", "directory"}, {"log", "directory"},    {"report", "directory"},
+#ifndef _WIN32
+      {"ini", "fifo"},          {"ini", "socket"},         {"ini", "device"},       {"ini", "dangling link"},
+      {"manifest", "fifo"},     {"manifest", "device"},    {"log", "fifo"},         {"report", "fifo"},
+      {"manifest", "socket"},   {"report", "device"},
+#endif
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.kind) + " as " + row.where);
+    Sandbox box(std::string("Odd-") + row.where);
+    const fs::path launcher = box.InstallWithApp();
+    const std::string where = row.where;
+    const fs::path target = where == "ini"        ? box.IniPath()
+                            : where == "manifest" ? box.root() / "app" / "manifest.json"
+                            : where == "log"      ? box.LogPath()
+                                                  : box.ReportPath();
+#ifdef _WIN32
+    ASSERT_TRUE(fs::create_directories(target));
+#else
+    ASSERT_TRUE(MakeOddObject(row.kind, target)) << target;
+#endif
+    // A report record comes from a dropped path that exists.
+    const RunResult run = box.Run(launcher, "\"" + WinForm(box.root() / "app") + "\"");
+    ASSERT_TRUE(run.finished) << "the launcher hung";
+    EXPECT_TRUE(EndedWith(run, 0)) << run.stderrText;
+    const std::vector<ProbeRecord> records = box.WaitForRecords(1);
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].exe, box.RootText() + "app\\Orvane.exe");
+    if (where == "ini" || where == "manifest") {
+      const std::string R = box.RootText();
+      const std::string error = std::string(row.kind) == "dangling link" ? "2" : "5";
+      const ExpectedLine failure =
+          where == "ini" ? ExpectedLine{"ERRO", "Write '" + R + "Orvane.ini' fail, error=" + error}
+                         : ExpectedLine{"ERRO", "Read manifest.json failed, path=" + R + "app\\manifest.json"};
+      EXPECT_TRUE(HasLinesInOrder(LogView(box.LogPath()), {failure}, kDefaultSpanMode));
+    }
+  }
 }
 
 }  // namespace

@@ -23,6 +23,9 @@ inline platform::Platform& P() { return platform::Get(); }
 fs::path LauncherProgram();
 fs::path ProbeProgram();
 fs::path VariantProgram(const std::string& name);
+// The directory of programs signed for this test run (ORVANE_SIGNED_DIR,
+// Windows build only); empty when the build made none.
+fs::path SignedDir();
 
 // The path as the launcher and the probe see it: Windows form, backslashes.
 std::string WinForm(const fs::path& path);

@@ -3,6 +3,7 @@
 // the tree, Orvane.ini, the log and the report show afterwards.
 #include <algorithm>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,11 @@ TEST(NormalStart, StartsTheVersionUnderTheConfiguredNamesAndRecordsIt) {
   const std::string R = box.RootText();
 
   const uint64_t before = P().NowMs();
+#ifdef _WIN32
   const RunResult run = box.Run(launcher, "--zeta=1 -alpha /Beta=x");
+#else
+  const RunResult run = box.Run(launcher, "--zeta=1 -alpha --Beta=x");  // '/' begins a path on Linux
+#endif
   const uint64_t after = P().NowMs();
   EXPECT_TRUE(EndedWith(run, 0));
 
@@ -91,8 +96,8 @@ TEST(NormalStart, StartsTheVersionUnderTheConfiguredNamesAndRecordsIt) {
 
 // Each positional argument that names an existing path gives one report
 // record, classified as it is on disk (a directory named *.lnk is a
-// directory). The paths are in Windows form on every platform: natively a
-// path that begins with '/' reads as a switch.
+// directory). The paths are in Windows form here; the Linux table below
+// drops them in POSIX form.
 TEST(NormalStart, ReportsDroppedPathsByKind) {
   Sandbox box("DroppedFiles");
   const fs::path launcher = box.InstallWithApp();
@@ -132,10 +137,9 @@ TEST(NormalStart, ReportsDroppedPathsByKind) {
                               kDefaultSpanMode));
 }
 
+#ifdef _WIN32
 // The command line as the launcher hands it on: switches sorted with two
-// dashes, then positionals, then --start_time. Windows-only rows hold text a
-// Linux argv cannot carry (quotes inside a token), since the native entry
-// point receives its arguments already split.
+// dashes, then positionals, then --start_time.
 TEST(NormalStart, CommandLineRowsReachTheApplicationInNormalForm) {
   const struct {
     const char* input;
@@ -143,8 +147,8 @@ TEST(NormalStart, CommandLineRowsReachTheApplicationInNormalForm) {
     bool windowsOnly;
   } rows[] = {
       {"-a /b --c=1 d \"e f\" --j=k=l", "--a --b --c=1 --j=k=l d \"\"e f\"\"", false},
-      {"-a --g=\"h i\" \"--x=1\"", "--a --g=\"h i\" \"--x=1\"", true},
-      {"--p=\"C:\\Program Files\\\" --q=1 r", "--p=\"\"C:\\Program Files\\\" --q=1 r\"", true},
+      {"-a --g=\"h i\" \"--x=1\"", "--a --g=\"h i\" \"--x=1\"", false},
+      {"--p=\"C:\\Program Files\\\" --q=1 r", "--p=\"\"C:\\Program Files\\\" --q=1 r\"", false},
       {"--command=bogus --lang=en", "--command=bogus --lang=en", false},
       {"--start_time=5 x", "--start_time=5 x", false},
       {"--name=Zo\xC3\xAB", "--name=Zo\xC3\xAB", false},
@@ -154,34 +158,72 @@ TEST(NormalStart, CommandLineRowsReachTheApplicationInNormalForm) {
   };
   Sandbox box("CommandLineRows");
   const fs::path launcher = box.InstallWithApp();
-  size_t expectedRecords = 0;
   for (size_t i = 0; i < std::size(rows); ++i) {
-#ifndef _WIN32
-    if (rows[i].windowsOnly) continue;
-#endif
     SCOPED_TRACE(testing::Message() << "row " << i << ": " << rows[i].input);
     EXPECT_TRUE(EndedWith(box.Run(launcher, rows[i].input), 0));
-    const std::vector<ProbeRecord> records = box.WaitForRecords(++expectedRecords);
-    ASSERT_EQ(records.size(), expectedRecords);
-    const ProbeRecord& rec = records.back();
-#ifdef _WIN32
+    const std::vector<ProbeRecord> records = box.WaitForRecords(i + 1);
+    ASSERT_EQ(records.size(), i + 1);
     // The raw command line is the launcher's composition itself.
+    const ProbeRecord& rec = records.back();
     const size_t at = rec.cmdline.rfind(" --start_time=");
     ASSERT_NE(at, std::string::npos) << rec.cmdline;
     EXPECT_GT(StartTimeOf(rec.cmdline.substr(at + 1)), 0u) << rec.cmdline;
     EXPECT_EQ(rec.cmdline, "\"" + box.RootText() + "app\\Orvane.exe\" " + rows[i].handedOn + rec.cmdline.substr(at));
-#else
-    // The application's argv is the composed line split by the Windows rules.
-    ASSERT_FALSE(rec.argv.empty());
-    EXPECT_GT(StartTimeOf(rec.argv.back()), 0u) << rec.argv.back();
-    const auto split = platform::SplitCommandLine(u"x " + platform::Utf8ToUtf16(rows[i].handedOn));
-    std::vector<std::string> expected;
-    for (size_t k = 1; k < split.size(); ++k) expected.push_back(platform::Utf16ToUtf8(split[k]));
-    expected.push_back(rec.argv.back());
-    EXPECT_EQ(rec.argv, expected);
-#endif
   }
 }
+#else
+// A Linux user's argv: '-' and '--' begin switches, '/' begins a path. What
+// the application receives (each argument whole, switches sorted first, then
+// --start_time) and what the report records for the paths that exist.
+TEST(NormalStart, LinuxArgumentRowsReachTheApplicationWhole) {
+  Sandbox box("LinuxArguments");
+  const fs::path launcher = box.InstallWithApp();
+  const std::string file = box.base().string() + "/my notes.txt";
+  const std::string dir = box.base().string() + "/drop dir";
+  const std::string lnk = box.base().string() + "/Start.LNK";
+  WriteFile(file, "x");
+  WriteFile(lnk, "x");
+  fs::create_directories(dir);
+  const struct {
+    std::vector<std::string> argv;
+    std::vector<std::string> received;
+    std::vector<std::string> reported;  // the report's file_ex values
+  } rows[] = {
+      {{"plain", "--z=1", "-a"}, {"--a", "--z=1", "plain"}, {}},
+      {{"--g=h i", "a b", "--x=1"}, {"--g=h i", "--x=1", "a b"}, {}},
+      {{file, dir, lnk}, {file, dir, lnk}, {"file", "dir", "lnk"}},
+      {{"--open=" + file, "/no/such/file.txt"}, {"--open=" + file, "/no/such/file.txt"}, {}},
+      {{"", "-", "back\\slash"}, {"", "-", "back\\slash"}, {}},
+      {{"--name=Zo\xC3\xAB \xE4\xB8\xAD", "\xC3\xA9t\xC3\xA9.txt"}, {"--name=Zo\xC3\xAB \xE4\xB8\xAD", "\xC3\xA9t\xC3\xA9.txt"}, {}},
+      // A double quote inside an argument has no Windows form: it is lost.
+      {{"say\"hi\""}, {"sayhi"}, {}},
+  };
+  size_t reportLines = 0;
+  for (size_t i = 0; i < std::size(rows); ++i) {
+    SCOPED_TRACE(testing::Message() << "row " << i);
+    std::vector<std::u16string> argv;
+    for (const std::string& a : rows[i].argv) argv.push_back(platform::Utf8ToUtf16(a));
+    EXPECT_TRUE(EndedWith(box.Run(launcher, platform::Utf16ToUtf8(platform::JoinArguments(argv))), 0));
+    const std::vector<ProbeRecord> records = box.WaitForRecords(i + 1);
+    ASSERT_EQ(records.size(), i + 1);
+    std::vector<std::string> got = records.back().argv;
+    ASSERT_FALSE(got.empty());
+    EXPECT_GT(StartTimeOf(got.back()), 0u) << got.back();
+    got.pop_back();
+    EXPECT_EQ(got, rows[i].received);
 
+    std::vector<std::string> lines;
+    std::istringstream report(ReadFile(box.ReportPath()));
+    for (std::string line; std::getline(report, line);) lines.push_back(line);
+    std::vector<std::string> kinds;
+    for (size_t k = reportLines; k < lines.size(); ++k) {
+      std::smatch m;
+      if (std::regex_search(lines[k], m, std::regex(R"re("extra1_val":"([a-z]+)")re"))) kinds.push_back(m[1]);
+    }
+    reportLines = lines.size();
+    EXPECT_EQ(kinds, rows[i].reported);
+  }
+}
+#endif
 }  // namespace
 }  // namespace e2e

@@ -1,0 +1,42 @@
+// Named events on Linux. An automatic-reset event is a named semaphore of
+// the platform's kernel-object namespace with a maximum count of 1: setting
+// it releases one waiter (or stays set until one comes), a set event stays
+// set, and a wait takes it back. The event lives while some process holds a
+// handle, as on Windows. Manual-reset events are not offered here.
+#include "platform/named_events.h"
+#include "platform/platform.h"
+#include "platform/posix_platform.h"
+
+namespace platform {
+namespace {
+
+class PosixNamedEvents final : public NamedEvents {
+ public:
+  Handle CreateNamedEvent(const std::u16string& name, bool manualReset, bool initialState) override {
+    if (manualReset) {
+      posix::SetError(kErrorInvalidParameter);
+      return nullptr;
+    }
+    return Native().NewSemaphore(name, initialState ? 1 : 0, 1);
+  }
+  bool SignalEvent(Handle event) override {
+    Platform& os = Native();
+    if (os.ReleaseSem(event, 1, nullptr)) return true;
+    // Setting an event that is set already is no error.
+    if (os.LastError() == kErrorTooManyPosts) {
+      os.SetLastErrorCode(kErrorSuccess);
+      return true;
+    }
+    return false;
+  }
+};
+
+}  // namespace
+
+template <>
+NamedEvents& NativeService<NamedEvents>() {
+  static PosixNamedEvents events;
+  return events;
+}
+
+}  // namespace platform

@@ -1,0 +1,198 @@
+// The update broker (--command=run_update) against the built launcher: the
+// child's command line, directory and wait, the success event, the report,
+// the failures a real process can reach, and, under Wine, the signer matrix
+// with programs signed for this run.
+#include <string>
+#include <vector>
+
+#include "e2e_support.h"
+#include "gtest/gtest.h"
+#include "platform/named_events.h"
+
+namespace e2e {
+namespace {
+
+constexpr char16_t kSuccessEvent[] = u"OrvaneRunTaskScheduleSuccessEvent";
+
+// The success event as a waiting caller holds it: created before the run.
+class SuccessEvent {
+ public:
+  SuccessEvent() : handle_(platform::Service<platform::NamedEvents>().CreateNamedEvent(kSuccessEvent, false, false)) {}
+  ~SuccessEvent() {
+    if (handle_ != nullptr) P().CloseObject(handle_);
+  }
+  bool valid() const { return handle_ != nullptr; }
+  bool Signalled() { return P().WaitOne(handle_, 0) == platform::kWaitObject0; }
+
+ private:
+  platform::Handle handle_;
+};
+
+std::string Quoted(const fs::path& path) { return "\"" + WinForm(path) + "\""; }
+
+std::string ReportLines(const Sandbox& box) { return ReadFile(box.ReportPath()); }
+
+// "--mode=silent --dir=\"C:\\A B\"" in UTF-8 and Base64, without its padding.
+constexpr char kParams[] = "LS1tb2RlPXNpbGVudCAtLWRpcj0iQzpcQSBCIg";
+
+TEST(Broker, StartsTheChildWithDecodedParametersAndSignalsSuccess) {
+  Sandbox box("BrokerStart");
+  const fs::path launcher = box.InstallLauncher();
+  const fs::path child = box.AddVersion("updater", "child.exe");
+  SuccessEvent event;
+  ASSERT_TRUE(event.valid());
+
+  const RunResult run = box.Run(launcher, "--command=run_update --run-type=run_update --run-exe=" + Quoted(child) +
+                                              " --run-params=" + kParams + " --wait-time-ms=20000");
+  ASSERT_TRUE(EndedWith(run, 1)) << run.stderrText;
+  const std::vector<ProbeRecord> records = box.WaitForRecords(1);
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].argv, (std::vector<std::string>{"--mode=silent", "--dir=C:\\A B"}));
+#ifdef _WIN32
+  EXPECT_EQ(records[0].cmdline, Quoted(child) + " --mode=silent --dir=\"C:\\A B\"");
+#endif
+  // The process's current directory, inherited from this test, not the
+  // launcher's directory.
+  EXPECT_EQ(records[0].cwd, WinForm(fs::current_path()));
+  EXPECT_TRUE(event.Signalled());
+
+  const LogView log(box.LogPath());
+  EXPECT_TRUE(HasLinesInOrder(log,
+                              {{"INFO", "AdminEnv:1"},
+                               {"INFO", "run exe cmdline=" + Quoted(child) + " --mode=silent --dir=\"C:\\A B\""},
+                               {"INFO", "run exe wait=20000"},
+                               {"INFO", "ExitCode:0"}},
+                              kDefaultSpanMode))
+      << log.Dump();
+  const std::string report = ReportLines(box);
+  EXPECT_NE(report.find("\"event_name\":\"update_launcher_run_task\""), std::string::npos) << report;
+  EXPECT_NE(report.find("\"extra1_key\":\"version\",\"extra1_val\":\"1.78.4\",\"extra2_key\":\"ret\",\"extra2_val\":\"1\""),
+            std::string::npos)
+      << report;
+}
+
+TEST(Broker, NoParametersLeaveATrailingBlankAndATimedOutWaitReturnsStillActive) {
+  Sandbox box("BrokerTimeout");
+  const fs::path launcher = box.InstallLauncher();
+  const fs::path child = box.AddVersion("updater", "child.exe");
+  const std::u16string stay = u"60000";
+  P().SetEnv(u"ORVANE_PROBE_STAY_MS", &stay);
+  SuccessEvent event;
+
+  const RunResult run =
+      box.Run(launcher, "--command=run_update --run-type=run_unzip --run-exe=" + Quoted(child) + " --wait-time-ms=300");
+  P().SetEnv(u"ORVANE_PROBE_STAY_MS", nullptr);
+  EXPECT_TRUE(EndedWith(run, 259)) << run.stderrText;
+  const std::vector<ProbeRecord> records = box.WaitForRecords(1);
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_TRUE(records[0].argv.empty());
+#ifdef _WIN32
+  EXPECT_EQ(records[0].cmdline, Quoted(child) + " ");
+#endif
+  EXPECT_FALSE(event.Signalled());
+  EXPECT_NE(ReportLines(box).find("\"extra2_val\":\"259\""), std::string::npos) << ReportLines(box);
+}
+
+TEST(Broker, FailuresAReachableProcessMeets) {
+  const struct {
+    const char* what;
+    std::string switches;  // after --command=run_update
+    int32_t result;
+    ExpectedLine line;
+  } rows[] = {
+      {"unknown run type", "--run-type=Run_Update --run-exe=x.exe", -12, {"ERRO", "unknown run type:Run_Update"}},
+      // An unsigned launcher accepts an unsigned (here: missing) file; the
+      // start then fails.
+      {"missing child", "--run-type=run_update --run-exe=\"C:\\no\\such\\child.exe\"", -15,
+       {"ERRO", "CreateProcess failed, error=3"}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    Sandbox box("BrokerFailure");
+    const fs::path launcher = box.InstallLauncher();
+    SuccessEvent event;
+    const RunResult run = box.Run(launcher, "--command=run_update " + row.switches);
+    EXPECT_TRUE(EndedWith(run, row.result)) << run.stderrText;
+    const LogView log(box.LogPath());
+    EXPECT_TRUE(HasLinesInOrder(log, {row.line}, kDefaultSpanMode)) << log.Dump();
+    EXPECT_NE(ReportLines(box).find("\"extra2_val\":\"" + std::to_string(row.result) + "\""), std::string::npos);
+    EXPECT_FALSE(event.Signalled());
+  }
+}
+
+TEST(Broker, AWaitTimeThatIsNoNumberEndsTheProcessAfterTheStart) {
+  for (const char* wait : {"soon", "99999999999"}) {
+    SCOPED_TRACE(wait);
+    Sandbox box("BrokerBadWait");
+    const fs::path launcher = box.InstallLauncher();
+    const fs::path child = box.AddVersion("updater", "child.exe");
+    SuccessEvent event;
+    const RunResult run = box.Run(launcher, "--command=run_update --run-type=run_update --run-exe=" + Quoted(child) +
+                                                " --wait-time-ms=" + wait);
+    EXPECT_TRUE(EndedWith(run, 3));
+    EXPECT_EQ(box.WaitForRecords(1).size(), 1u) << "the child was started first";
+    EXPECT_FALSE(event.Signalled());
+    EXPECT_EQ(ReportLines(box).find("update_launcher_run_task"), std::string::npos) << "no report";
+  }
+}
+
+#ifdef _WIN32
+// The signer matrix with real signatures (Wine's trust provider checks the
+// digest and reads the subject; it does not check the root). The programs
+// were signed for this run by tests/e2e/signing/make_signed_set.sh.
+TEST(BrokerSigners, Matrix) {
+  const fs::path signedDir = SignedDir();
+  ASSERT_FALSE(signedDir.empty()) << "ORVANE_SIGNED_DIR is not set: the signed set was not made";
+  ASSERT_TRUE(fs::exists(signedDir / "probe-corvel.exe")) << "the signed set is missing in " << signedDir;
+
+  const struct {
+    const char* launcher;  // launcher-<x>.exe
+    const char* child;     // probe-<x>.exe
+    int32_t result;
+    const char* logged;
+  } rows[] = {
+      {"unsigned", "unsigned", 1, "run exe "},
+      {"unsigned", "corvel", 1, "run exe "},
+      {"unsigned", "vorn", 1, "run exe "},
+      {"unsigned", "foreign", -14, "signatures is not match. cur is:, exe is:Kestrel Foreign Software Ltd."},
+      {"unsigned", "tampered", -13, "signatures error"},
+      {"corvel", "corvel", 1, "run exe "},
+      {"corvel", "vorn", 1, "run exe "},
+      {"corvel", "unsigned", -14, "signatures is not match. cur is:Corvel Data Co., Ltd., exe is:"},
+      {"corvel", "foreign", -14,
+       "signatures is not match. cur is:Corvel Data Co., Ltd., exe is:Kestrel Foreign Software Ltd."},
+      {"corvel", "tampered", -13, "signatures error"},
+      {"tampered", "corvel", -13, "signatures error"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string("launcher ") + row.launcher + ", child " + row.child);
+    Sandbox box("BrokerSigners");
+    const fs::path launcher = box.root() / "Orvane.exe";
+    fs::copy_file(signedDir / (std::string("launcher-") + row.launcher + ".exe"), launcher);
+    const fs::path child = box.root() / "updater" / "child.exe";
+    fs::create_directories(child.parent_path());
+    fs::copy_file(signedDir / (std::string("probe-") + row.child + ".exe"), child);
+    SuccessEvent event;
+
+    const RunResult run = box.Run(launcher, "--command=run_update --run-type=run_update --run-exe=" + Quoted(child) +
+                                                " --wait-time-ms=20000");
+    EXPECT_TRUE(EndedWith(run, row.result));
+    const LogView log(box.LogPath());
+    bool found = false;
+    for (const LogLine& line : log.lines) found = found || line.message.find(row.logged) != std::string::npos;
+    EXPECT_TRUE(found) << log.Dump();
+    if (row.result == 1) {
+      EXPECT_EQ(box.WaitForRecords(1).size(), 1u);
+      EXPECT_TRUE(event.Signalled());
+    } else {
+      // The launcher has ended; a child it started would have written first thing.
+      EXPECT_TRUE(box.Records().empty()) << "a rejected child was started";
+      for (const LogLine& line : log.lines) EXPECT_NE(line.message.rfind("run exe ", 0), 0u) << line.message;
+      EXPECT_FALSE(event.Signalled());
+    }
+  }
+}
+#endif
+
+}  // namespace
+}  // namespace e2e
