@@ -11,36 +11,11 @@
 #include "cJSON.h"
 #include "layout/paths.h"
 #include "platform/platform.h"
+#include "toolkit/event_reporter.h"
 
 CVornApp* CVornApp::s_instance = nullptr;
 
 namespace {
-
-// The process-wide event reporter of the product family. The launcher gives
-// its delegate no behaviour; what matters is that the application's teardown
-// shuts it down at its place in the order.
-class EventReporterDelegate {
- public:
-  virtual ~EventReporterDelegate() = default;
-  virtual void OnShutdown() {}
-};
-
-class EventReporter {
- public:
-  static EventReporter& GetInstance() {
-    static EventReporter instance;
-    return instance;
-  }
-
-  void Shutdown() {
-    if (delegate_ != nullptr) delegate_->OnShutdown();
-  }
-
- private:
-  EventReporter() : delegate_(std::make_unique<EventReporterDelegate>()) {}
-
-  std::unique_ptr<EventReporterDelegate> delegate_;
-};
 
 // The failure lines of the two documents hand their narrow UTF-8 text to a
 // wide %s: the bytes are read in pairs as UTF-16 code units, up to the first

@@ -34,6 +34,19 @@ class CVornApp {
   const cJSON* localeJson() const { return m_localeJson; }
   const CCommandLine& commandLine() const { return m_commandLine; }
 
+  // Install stage reports of the installer toolkit (toolkit/install_report.cpp).
+  // The user's message for an install error code.
+  std::u16string GetInstallErrorMessage(int32_t code) const;
+  // Hands the error report of `code` to the event reporter; the stage stays.
+  static void ReportInstallError(int32_t code, int32_t lastErrorCode);
+  // Sets the stage word and reports the stage.
+  void SetInstallStage(uint32_t stage);
+  uint32_t GetInstallStage() const;
+  uint64_t GetInstallProgressDone() const { return m_installProgressDone.load(); }
+  void SetInstallProgressDone(uint64_t value) { m_installProgressDone.store(value); }
+  uint64_t GetInstallProgressTotal() const { return m_installProgressTotal.load(); }
+  void SetInstallProgressTotal(uint64_t value) { m_installProgressTotal.store(value); }
+
  protected:
   // Loads resource `resourceId` into m_configText, m_configJson and
   // m_productConfig. False on any failure (logged).

@@ -1,0 +1,108 @@
+#include "toolkit/zip_extract.h"
+
+#include <algorithm>
+
+#include "app/vorn_app.h"
+#include "base/format.h"
+#include "platform/platform.h"
+#include "toolkit/install_report.h"
+
+namespace {
+
+constexpr int32_t kBadArguments = -1;
+
+uint32_t LastError() { return platform::Get().LastError(); }
+
+void ReportUnzipFailure() { CVornApp::ReportInstallError(kInstallErrorUnzipPackageFailed, 0); }
+
+ExtractCallback OrNothing(ExtractCallback callback) {
+  if (!callback) return [](int32_t, const std::u16string&) {};
+  return callback;
+}
+
+}  // namespace
+
+bool ExtractZipFile(const std::u16string& zipPath, const std::u16string& targetDir, ExtractCallback callback,
+                    int32_t progressFrom, int32_t progressTo) {
+  callback = OrNothing(std::move(callback));
+  if (zipPath.empty()) {
+    callback(kBadArguments, FormatWideString(u"empty path, zipPath='%s'", zipPath));
+    return false;
+  }
+  if (!platform::Get().PathExists(zipPath)) {
+    callback(kBadArguments, FormatWideString(u"zip not found, path='%s'", zipPath));
+    return false;
+  }
+  ZipHandle zip = OpenZip(zipPath, nullptr);
+  if (zip == nullptr) {
+    ReportUnzipFailure();
+    callback(kInstallErrorUnzipPackageFailed, FormatWideString(u"OpenZip '%s' failed, error=%d", zipPath, LastError()));
+    return false;
+  }
+  const bool result = ExtractZipContents(zip, targetDir, callback, progressFrom, progressTo);
+  ReleaseZip(zip);
+  return result;
+}
+
+bool ExtractZipHandle(platform::Handle file, const std::u16string& targetDir, ExtractCallback callback,
+                      int32_t progressFrom, int32_t progressTo) {
+  callback = OrNothing(std::move(callback));
+  if (file == platform::InvalidFileHandle()) {
+    callback(static_cast<int32_t>(reinterpret_cast<intptr_t>(file)), u"invalid file handle");
+    return false;
+  }
+  ZipHandle zip = OpenZipHandle(file, nullptr);
+  if (zip == nullptr) {
+    const uint32_t low = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(file));
+    callback(kBadArguments, FormatWideString(u"OpenZipHandle '0x%08x' failed, error=%d", low, LastError()));
+    return false;
+  }
+  const bool result = ExtractZipContents(zip, targetDir, callback, progressFrom, progressTo);
+  ReleaseZip(zip);
+  return result;
+}
+
+bool ExtractZipContents(ZipHandle zip, const std::u16string& targetDir, const ExtractCallback& callback,
+                        int32_t progressFrom, int32_t progressTo) {
+  if (targetDir.empty()) {
+    callback(kBadArguments, u"empty dest path");
+    return false;
+  }
+  platform::Platform& os = platform::Get();
+  // The directory may exist already, so the result is not looked at.
+  os.MakeDirectoryTree(targetDir);
+  const uint32_t createError = os.LastError();
+  if (!os.PathIsDir(targetDir)) {
+    callback(kBadArguments, FormatWideString(u"create target dir failed,path='%s', error=%d", targetDir, createError));
+    return false;
+  }
+  if (SetUnzipBaseDir(zip, targetDir) != ZR_OK) {
+    ReportUnzipFailure();
+    callback(kInstallErrorUnzipPackageFailed,
+             FormatWideString(u"SetUnzipBaseDir '%s' failed, error=%d", targetDir, LastError()));
+    return false;
+  }
+  ZipEntry entry;
+  if (GetZipItem(zip, -1, &entry) != ZR_OK) {
+    ReportUnzipFailure();
+    callback(kInstallErrorUnzipPackageFailed, FormatWideString(u"GetZipItem -1 failed, error=%d", LastError()));
+    return false;
+  }
+  const int32_t count = entry.index;
+  const double step = static_cast<double>(progressTo - progressFrom) / count;
+  for (int32_t i = 0; i < count; ++i) {
+    GetZipItem(zip, i, &entry);
+    const std::u16string name(entry.name);
+    if (UnzipItem(zip, i, name) != ZR_OK && entry.unc_size > 0) {
+      ReportUnzipFailure();
+      callback(kInstallErrorUnzipPackageFailed,
+               FormatWideString(u"UnzipItem '%s' failed, error=%d", name, LastError()));
+      return false;
+    }
+    const double at = i * step + progressFrom;
+    const int32_t code = std::min(static_cast<int32_t>(at), progressTo - 1);
+    callback(code, std::u16string());
+  }
+  callback(progressTo, std::u16string());
+  return true;
+}

@@ -1,0 +1,244 @@
+#include "toolkit/zip_extract.h"
+
+#include <random>
+
+#include "gtest/gtest.h"
+#include "platform/fake_file_handles.h"
+#include "platform/platform.h"
+#include "platform/service.h"
+#include "toolkit/toolkit_test_support.h"
+#include "toolkit/zip_builder_for_tests.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <sys/stat.h>
+#endif
+
+namespace {
+
+using orvane_test::ReadFileBytes;
+using orvane_test::Wide;
+using zip_test::Archive;
+using zip_test::Item;
+
+struct Call {
+  int32_t code;
+  std::u16string message;
+  bool operator==(const Call& other) const { return code == other.code && message == other.message; }
+};
+
+Item MakeItem(const std::string& name, const std::string& data) {
+  Item item;
+  item.name = name;
+  item.data = data;
+  return item;
+}
+
+Archive Numbered(int count) {
+  Archive archive;
+  for (int i = 0; i < count; ++i) archive.items.push_back(MakeItem("f" + std::to_string(i) + ".txt", "data"));
+  return archive;
+}
+
+class ZipExtractTest : public ::testing::Test {
+ protected:
+  std::u16string Write(const Archive& archive, const std::string& file = "a.zip") {
+    orvane_test::WriteBytes(temp.path() / file, archive.Build());
+    return temp.core() + u"\\" + Wide(file);
+  }
+  ExtractCallback Recorder() {
+    return [this](int32_t code, const std::u16string& message) { calls.push_back({code, message}); };
+  }
+  std::vector<int32_t> Codes() const {
+    std::vector<int32_t> codes;
+    for (const Call& call : calls) codes.push_back(call.code);
+    return codes;
+  }
+  std::u16string Out() const { return temp.core() + u"\\out"; }
+
+  orvane_test::TempDir temp;
+  orvane_test::ReportRecorder reports;
+  std::vector<Call> calls;
+};
+
+TEST_F(ZipExtractTest, ProgressNumbers) {
+  struct Row {
+    int items;
+    int32_t from, to;
+    std::vector<int32_t> codes;
+  } rows[] = {
+      {0, 10, 20, {20}},
+      {4, 10, 20, {10, 12, 15, 17, 20}},
+      {5, 0, 3, {0, 0, 1, 1, 2, 3}},
+      {3, 0, 100, {0, 33, 66, 100}},
+      {2, 5, 5, {4, 4, 5}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.items);
+    calls.clear();
+    EXPECT_TRUE(ExtractZipFile(Write(Numbered(row.items)), Out(), Recorder(), row.from, row.to));
+    EXPECT_EQ(Codes(), row.codes);
+    for (const Call& call : calls) EXPECT_EQ(call.message, u"");
+  }
+  EXPECT_TRUE(reports.reports.empty());
+}
+
+TEST_F(ZipExtractTest, TreeWithEmptyFileReplacesWhatIsThere) {
+  Archive archive;
+  archive.items.push_back(MakeItem("a/b/c.txt", "deep"));
+  archive.items.push_back(MakeItem("empty.txt", ""));
+  archive.items.push_back(MakeItem("top.txt", "new"));
+  orvane_test::WriteBytes(temp.path() / "out" / "top.txt", "old contents that are longer");
+  EXPECT_TRUE(ExtractZipFile(Write(archive), Out(), nullptr, 0, 100));
+  EXPECT_EQ(ReadFileBytes(temp.path() / "out" / "a" / "b" / "c.txt"), "deep");
+  EXPECT_EQ(std::filesystem::file_size(temp.path() / "out" / "empty.txt"), 0u);
+  EXPECT_EQ(ReadFileBytes(temp.path() / "out" / "top.txt"), "new");
+}
+
+TEST_F(ZipExtractTest, FailuresAreCalledBack) {
+  const std::u16string good = Write(Numbered(2));
+  orvane_test::WriteBytes(temp.path() / "broken.zip", "this is no archive at all");
+  const std::u16string broken = temp.core() + u"\\broken.zip";
+  orvane_test::WriteBytes(temp.path() / "file", "x");
+  const std::u16string blocked = temp.core() + u"\\file\\sub";
+  const std::u16string missing = temp.core() + u"\\missing.zip";
+
+  calls.clear();
+  EXPECT_FALSE(ExtractZipFile(u"", Out(), Recorder(), 0, 100));
+  EXPECT_FALSE(ExtractZipFile(missing, Out(), Recorder(), 0, 100));
+  EXPECT_FALSE(ExtractZipFile(good, u"", Recorder(), 0, 100));
+  EXPECT_TRUE(reports.reports.empty());
+  ASSERT_EQ(calls.size(), 3u);
+  EXPECT_EQ(calls[0], (Call{-1, u"empty path, zipPath=''"}));
+  EXPECT_EQ(calls[1], (Call{-1, u"zip not found, path='" + missing + u"'"}));
+  EXPECT_EQ(calls[2], (Call{-1, u"empty dest path"}));
+
+  calls.clear();
+  EXPECT_FALSE(ExtractZipFile(good, blocked, Recorder(), 0, 100));
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0].code, -1);
+  EXPECT_EQ(calls[0].message.rfind(u"create target dir failed,path='" + blocked + u"', error=", 0), 0u);
+
+  calls.clear();
+  platform::Get().SetLastErrorCode(0);
+  EXPECT_FALSE(ExtractZipFile(broken, Out(), Recorder(), 0, 100));
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0].code, -9996);
+  EXPECT_EQ(calls[0].message.rfind(u"OpenZip '" + broken + u"' failed, error=", 0), 0u);
+  ASSERT_EQ(reports.reports.size(), 1u);
+  EXPECT_EQ(reports.reports[0], (EventReport{{"error", "UnzipPackageFailed"}, {"last_error_code", "0"}}));
+}
+
+TEST_F(ZipExtractTest, AnItemThatCannotBeWrittenStopsTheRun) {
+  Archive archive = Numbered(3);
+  archive.items[1].name = "../escape.txt";
+  calls.clear();
+  EXPECT_FALSE(ExtractZipFile(Write(archive), Out(), Recorder(), 0, 30));
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_EQ(calls[0], (Call{0, u""}));
+  EXPECT_EQ(calls[1].code, -9996);
+  EXPECT_EQ(calls[1].message.rfind(u"UnzipItem '../escape.txt' failed, error=", 0), 0u);
+  EXPECT_FALSE(std::filesystem::exists(temp.path() / "escape.txt"));
+  EXPECT_TRUE(std::filesystem::exists(temp.path() / "out" / "f0.txt"));
+  EXPECT_FALSE(std::filesystem::exists(temp.path() / "out" / "f2.txt"));
+  EXPECT_EQ(reports.reports.size(), 1u);
+}
+
+TEST_F(ZipExtractTest, FromAHandleThatStaysOpen) {
+  Archive archive = Numbered(2);
+  archive.prefix = "an installer's own bytes in front";
+  const std::u16string path = Write(archive);
+  platform::FileHandles& io = platform::Service<platform::FileHandles>();
+  const platform::Handle file =
+      io.CreateFileHandle(path, platform::kGenericRead, platform::kFileShareRead, platform::kOpenExisting, 0);
+  ASSERT_NE(file, platform::InvalidFileHandle());
+  calls.clear();
+  EXPECT_TRUE(ExtractZipHandle(file, Out(), Recorder(), 0, 2));
+  EXPECT_EQ(Codes(), (std::vector<int32_t>{0, 1, 2}));
+  EXPECT_EQ(ReadFileBytes(temp.path() / "out" / "f1.txt"), "data");
+  EXPECT_NE(io.SetFilePointer(file, 0, platform::kFileBegin), platform::kInvalidSetFilePointer);
+
+  calls.clear();
+  {
+    platform::FakeFileHandles fake;
+    fake.SetUnseekable(true);
+    EXPECT_FALSE(ExtractZipHandle(file, Out(), Recorder(), 0, 2));
+  }
+  const uint32_t low = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(file));
+  char hex[16];
+  std::snprintf(hex, sizeof hex, "0x%08x", low);
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0], (Call{-1, u"OpenZipHandle '" + Wide(hex) + u"' failed, error=1"}));
+  io.CloseHandle(file);
+
+  calls.clear();
+  EXPECT_FALSE(ExtractZipHandle(platform::InvalidFileHandle(), Out(), Recorder(), 0, 2));
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0], (Call{-1, u"invalid file handle"}));
+  EXPECT_TRUE(reports.reports.empty());
+}
+
+// A real tree in and out: every file byte-identical, with its time and its
+// read-only attribute.
+int64_t ModifiedSeconds(const std::filesystem::path& path) {
+#ifdef _WIN32
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (!GetFileAttributesExW(path.wstring().c_str(), GetFileExInfoStandard, &data)) return -1;
+  const uint64_t ticks = (static_cast<uint64_t>(data.ftLastWriteTime.dwHighDateTime) << 32) |
+                         data.ftLastWriteTime.dwLowDateTime;
+  return static_cast<int64_t>(ticks / 10000000ull) - 11644473600ll;
+#else
+  struct stat st;
+  if (stat(path.c_str(), &st) != 0) return -1;
+  return st.st_mtime;
+#endif
+}
+
+TEST_F(ZipExtractTest, RoundTripOfARealTree) {
+  std::mt19937 random(7);
+  Archive archive;
+  std::vector<std::pair<std::string, uint32_t>> files;  // name, mtime
+  for (int i = 0; i < 3000; ++i) {
+    const int depth = static_cast<int>(random() % 4);
+    std::string name;
+    for (int d = 0; d < depth; ++d) name += "dir" + std::to_string(random() % 6) + "/";
+    name += "file" + std::to_string(i) + (i % 3 == 0 ? ".bin" : ".txt");
+    Item item;
+    item.name = name;
+    const size_t size = i % 17 == 0 ? 0 : random() % (i % 50 == 0 ? 200000 : 4000);
+    item.data.resize(size);
+    for (size_t b = 0; b < size; ++b) {
+      item.data[b] = i % 3 == 0 ? static_cast<char>(random()) : static_cast<char>('a' + (b * 7 + i) % 26);
+    }
+    item.method = size % 5 == 0 ? 0 : 8;
+    if (i % 11 == 0) item.externalAttr = 0100444u << 16;
+    const uint32_t mtime = 1500000000u + static_cast<uint32_t>(random() % 200000000u);
+    item.localExtra = zip_test::UtExtra(3, {mtime, mtime + 1});
+    files.emplace_back(name, mtime);
+    archive.items.push_back(item);
+  }
+  EXPECT_TRUE(ExtractZipFile(Write(archive), Out(), nullptr, 0, 100));
+  int mismatched = 0;
+  for (size_t i = 0; i < files.size(); ++i) {
+    const std::filesystem::path path = temp.path() / "out" / std::filesystem::u8path(files[i].first);
+    // An empty item is created but gets no times: its read ends without
+    // reaching the item's end.
+    const bool empty = archive.items[i].data.empty();
+    const bool same = ReadFileBytes(path) == archive.items[i].data && std::filesystem::exists(path) &&
+                      (empty || ModifiedSeconds(path) == files[i].second);
+    const bool readOnly =
+        (std::filesystem::status(path).permissions() & std::filesystem::perms::owner_write) == std::filesystem::perms::none;
+    if (!same || readOnly != (i % 11 == 0)) {
+      if (++mismatched < 5) ADD_FAILURE() << files[i].first;
+    }
+  }
+  EXPECT_EQ(mismatched, 0);
+  // Read-only files have to be made writable again before the directory goes.
+  for (size_t i = 0; i < files.size(); i += 11) {
+    std::filesystem::permissions(temp.path() / "out" / std::filesystem::u8path(files[i].first),
+                                 std::filesystem::perms::owner_write, std::filesystem::perm_options::add);
+  }
+}
+
+}  // namespace
