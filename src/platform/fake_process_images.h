@@ -103,10 +103,19 @@ class FakeProcessImages final : public ProcessImages {
   ScopedService<ProcessImages> scope_{this};
 };
 
-// Special folders by CSIDL; a missing one fails.
+// Special folders by CSIDL; a missing one fails. A network path is a UNC
+// path or one of `networkDrives` ("N:").
 class FakeShellFolders final : public ShellFolders {
  public:
   std::map<int32_t, std::u16string> folders;
+  std::vector<std::u16string> networkDrives;
+  bool IsNetworkPath(const std::u16string& path) override {
+    if (path.rfind(u"\\\\", 0) == 0) return true;
+    for (const std::u16string& drive : networkDrives) {
+      if (path.rfind(drive, 0) == 0) return true;
+    }
+    return false;
+  }
   bool SpecialFolderPath(int32_t csidl, std::u16string* path) override {
     const auto it = folders.find(csidl);
     if (it == folders.end()) return false;

@@ -1,6 +1,7 @@
-// The shell's special folders. A service of its own beside the Platform (see
-// service.h). Linux has no such folders: every lookup fails there, as
-// SHGetSpecialFolderPathW does for a folder the system does not have.
+// The shell's special folders and its test for a network path. A service of
+// its own beside the Platform (see service.h). Linux has no such folders:
+// every lookup fails there, as SHGetSpecialFolderPathW does for a folder the
+// system does not have; a network path there is a UNC path (\\server\share).
 #pragma once
 
 #include <cstdint>
@@ -21,6 +22,8 @@ class ShellFolders {
   // SHGetSpecialFolderPathW(null, buffer, csidl, FALSE): the folder without
   // a trailing separator. False when the folder cannot be got.
   virtual bool SpecialFolderPath(int32_t csidl, std::u16string* path) = 0;
+  // PathIsNetworkPathW: a UNC path, or one on a drive mapped to a share.
+  virtual bool IsNetworkPath(const std::u16string& path) = 0;
 };
 
 }  // namespace platform

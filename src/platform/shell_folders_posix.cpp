@@ -11,6 +11,8 @@ class PosixShellFolders final : public ShellFolders {
     posix::SetError(kErrorFileNotFound);
     return false;
   }
+  // No drive is mapped to a share here; only the UNC form names one.
+  bool IsNetworkPath(const std::u16string& path) override { return path.rfind(u"\\\\", 0) == 0; }
 };
 
 }  // namespace

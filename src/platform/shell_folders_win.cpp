@@ -1,5 +1,6 @@
 #include <windows.h>
 #include <shlobj.h>
+#include <shlwapi.h>
 
 #include "platform/shell_folders.h"
 #include "platform/win_text.h"
@@ -15,6 +16,7 @@ class WinShellFolders final : public ShellFolders {
     *path = FromWide(buffer);
     return true;
   }
+  bool IsNetworkPath(const std::u16string& path) override { return ::PathIsNetworkPathW(AsWide(path)) != FALSE; }
 };
 
 }  // namespace

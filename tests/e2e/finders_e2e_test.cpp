@@ -2,12 +2,14 @@
 // executable, started from an install root's app directory with and without
 // the launcher's ini file beside it, and from a directory of no installation.
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "e2e_support.h"
 #include "base/text.h"
 #include "platform/unicode.h"
+#include "toolkit/install_location.h"
 #include "toolkit/process_finders.h"
 
 namespace e2e {
@@ -95,6 +97,58 @@ TEST(Finders, ProbeOutsideAnyInstallationIsNotFound) {
   found.clear();
   CDirectoryProcessFinder().Find(&found, U16(WinForm(exe.parent_path())) + u"\\");
   EXPECT_TRUE(Lists(found, probe.pid));
+}
+
+std::vector<uint8_t> Utf16Value(const std::u16string& text) {
+  std::vector<uint8_t> bytes;
+  for (char16_t c : text + u'\0') {
+    bytes.push_back(static_cast<uint8_t>(c & 0xFF));
+    bytes.push_back(static_cast<uint8_t>(c >> 8));
+  }
+  return bytes;
+}
+
+// The install location from the system's own registry: a key of this run's
+// own name, written in the user's hive and then in the machine's, removed at
+// the end. Linux has no registry, so nothing is installed there.
+TEST(Finders, InstallLocationFromTheRegistry) {
+  Sandbox box("FindersRegistry");
+  box.InstallLauncher();
+  CProductConfig config;
+  config.exe_file_name = u"Orvane.exe";
+  config.product_info_key = u"OrvaneFindersTest" + U16(std::to_string(P().ProcessId()));
+  const std::u16string key = u"Software\\" + config.product_info_key;
+  const std::u16string root = U16(box.RootText());
+
+  const int32_t userWrite = P().ShSetValue(platform::Hive::kCurrentUser, key, u"InstallDir", platform::kRegSz,
+                                           Utf16Value(root.substr(0, root.size() - 1)));
+#ifdef _WIN32
+  ASSERT_EQ(userWrite, 0);
+  EXPECT_EQ(GetInstalledScope(config), 1);
+  EXPECT_EQ(GetInstalledDir(config, 1, false), root);
+  EXPECT_EQ(GetInstalledDir(config, 1, true), u"") << "no Orvane.ini yet";
+  WriteFile(box.IniPath(), "[Launcher]\r\n");
+  EXPECT_EQ(GetInstalledDir(config, 1, true), root);
+  EXPECT_EQ(GetDefaultInstallDir(config, 1), root);
+  EXPECT_EQ(GetInstalledDir(config, 2, false), u"");
+
+  if (P().ShSetValue(platform::Hive::kLocalMachine, key, u"InstallDir", platform::kRegSz, Utf16Value(u"C:\\x")) ==
+      0) {
+    EXPECT_EQ(GetInstalledScope(config), 2);
+    EXPECT_EQ(GetInstalledDir(config, 2, false), u"C:\\x\\");
+    EXPECT_EQ(GetInstalledDir(config, 2, true), u"");
+    P().ShDeleteValue(platform::Hive::kLocalMachine, key, u"InstallDir");
+  } else {
+    std::printf("the machine's hive is not writable here; its scope is left untested\n");
+  }
+  P().ShDeleteValue(platform::Hive::kCurrentUser, key, u"InstallDir");
+  EXPECT_EQ(GetInstalledScope(config), 0);
+#else
+  EXPECT_EQ(userWrite, 120);
+  WriteFile(box.IniPath(), "[Launcher]\r\n");
+  EXPECT_EQ(GetInstalledScope(config), 0);
+  EXPECT_EQ(GetInstalledDir(config, 1, false), u"");
+#endif
 }
 
 }  // namespace
