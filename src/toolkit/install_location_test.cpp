@@ -1,0 +1,166 @@
+#include "toolkit/install_location.h"
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "gtest/gtest.h"
+#include "platform/fake_platform.h"
+#include "platform/fake_process_images.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::u16string WinPath(const fs::path& path) {
+  std::u16string text = path.generic_u16string();
+  for (char16_t& c : text) c = c == u'/' ? u'\\' : c;
+  return text;
+}
+
+void Touch(const fs::path& path) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path) << "x";
+}
+
+std::vector<uint8_t> Utf16Value(const std::u16string& text) {
+  std::vector<uint8_t> bytes;
+  for (char16_t c : text + u'\0') {
+    bytes.push_back(static_cast<uint8_t>(c & 0xFF));
+    bytes.push_back(static_cast<uint8_t>(c >> 8));
+  }
+  return bytes;
+}
+
+class InstallLocationTest : public ::testing::Test {
+ protected:
+  InstallLocationTest() {
+    std::random_device random;
+    base_ = fs::temp_directory_path() / ("orvane_location_test_" + std::to_string(random()));
+    fs::create_directories(base_);
+    base = WinPath(base_);
+    fake.SetEnvValue(u"LOCALAPPDATA", base + u"\\local");
+    config.install_dir_name = u"Orvane";
+    config.data_dir = u"Orvane\\User Data";
+    config.product_info_key = u"Orvane";
+    config.exe_file_name = u"Orvane.exe";
+  }
+  ~InstallLocationTest() override {
+    std::error_code ignored;
+    fs::remove_all(base_, ignored);
+  }
+  void SetInstallDir(platform::Hive hive, const std::u16string& dir) {
+    fake.registry[platform::FakePlatform::RegistryPath(hive, u"Software\\Orvane")][u"InstallDir"] = {
+        platform::kRegSz, Utf16Value(dir)};
+  }
+  // An install root: the launcher and, when asked, its ini file.
+  std::u16string MakeRoot(const std::string& name, bool exe, bool ini) {
+    fs::create_directories(base_ / name);
+    if (exe) Touch(base_ / name / "Orvane.exe");
+    if (ini) Touch(base_ / name / "Orvane.ini");
+    return base + u"\\" + std::u16string(name.begin(), name.end());
+  }
+
+  fs::path base_;
+  std::u16string base;
+  platform::FakePlatform fake;
+  platform::FakeShellFolders folders;
+  CProductConfig config;
+};
+
+TEST_F(InstallLocationTest, RegisteredDirectoryAndScope) {
+  const std::u16string good = MakeRoot("good", true, true);
+  const std::u16string noIni = MakeRoot("no-ini", true, false);
+  const std::u16string noExe = MakeRoot("no-exe", false, true);
+  struct Row {
+    const char* what;
+    std::u16string machine, user;  // empty: no value
+    int32_t scope;
+    std::u16string machineVerified, userVerified, userUnverified;
+  } rows[] = {
+      {"nothing registered", u"", u"", 0, u"", u"", u""},
+      {"machine wins", good, noIni, 2, good + u"\\", u"", noIni + u"\\"},
+      {"user only", u"", noExe, 1, u"", u"", noExe + u"\\"},
+      {"user verified", u"", good + u"\\", 1, u"", good + u"\\", good + u"\\"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    fake.registry.clear();
+    if (!row.machine.empty()) SetInstallDir(platform::Hive::kLocalMachine, row.machine);
+    if (!row.user.empty()) SetInstallDir(platform::Hive::kCurrentUser, row.user);
+    EXPECT_EQ(GetInstalledScope(config), row.scope);
+    EXPECT_EQ(GetInstalledDir(config, 2, true), row.machineVerified);
+    EXPECT_EQ(GetInstalledDir(config, 1, true), row.userVerified);
+    EXPECT_EQ(GetInstalledDir(config, 7, false), row.userUnverified);  // any scope but 2 is the user's
+  }
+  // A value of the empty text counts as none.
+  fake.registry.clear();
+  fake.registry[platform::FakePlatform::RegistryPath(platform::Hive::kLocalMachine, u"Software\\Orvane")]
+               [u"InstallDir"] = {platform::kRegSz, {0, 0}};
+  SetInstallDir(platform::Hive::kCurrentUser, good);
+  EXPECT_EQ(GetInstalledScope(config), 1);
+}
+
+TEST_F(InstallLocationTest, DefaultDirectory) {
+  folders.folders[platform::kCsidlProgramFiles] = base + u"\\Program Files";
+  fs::create_directories(base_ / "Program Files");
+  EXPECT_EQ(GetDefaultInstallDir(config, 2), base + u"\\Program Files\\Orvane\\");
+  EXPECT_TRUE(fs::is_directory(base_ / "Program Files" / "Orvane"));
+  EXPECT_EQ(GetDefaultInstallDir(config, 1), base + u"\\local\\Orvane\\Application\\");
+  EXPECT_TRUE(fs::is_directory(base_ / "local" / "Orvane" / "Application"));
+
+  const std::u16string good = MakeRoot("good", true, true);
+  SetInstallDir(platform::Hive::kCurrentUser, good);
+  EXPECT_EQ(GetDefaultInstallDir(config, 1), good + u"\\");
+  EXPECT_EQ(GetDefaultInstallDir(config, 2), base + u"\\Program Files\\Orvane\\");
+
+  folders.folders.clear();
+  EXPECT_EQ(GetDefaultInstallDir(config, 2), u"");
+}
+
+TEST_F(InstallLocationTest, UserChosenDirectory) {
+  const struct {
+    std::u16string chosen, want;
+  } rows[] = {
+      {u"D:/Apps", u"D:\\Apps\\Orvane"},
+      {u"D:\\Apps\\orvane", u"D:\\Apps\\orvane"},
+      {u"D:\\Apps\\Orvane.2", u"D:\\Apps\\Orvane.2"},  // the extension is left out of the test
+      {u"D:\\Apps\\Orvane2", u"D:\\Apps\\Orvane2\\Orvane"},
+      // The result would hold the user data directory.
+      {base + u"\\local", base + u"\\local\\Orvane\\Application"},
+      {base + u"/LOCAL/orvane", base + u"\\LOCAL\\orvane\\Application"},
+      {base + u"\\loc", base + u"\\loc\\Orvane"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.chosen.begin(), row.chosen.end()));
+    EXPECT_EQ(GetUserChosenInstallDir(config, row.chosen), row.want);
+  }
+}
+
+TEST_F(InstallLocationTest, ProductPath) {
+  const std::u16string root = MakeRoot("root", true, true);
+  Touch(base_ / "file");
+  folders.networkDrives = {u"N:"};
+  const struct {
+    std::u16string path, want;
+    bool created;
+  } rows[] = {
+      {u"Apps\\Orvane", u"", false},  // relative
+      {u"", u"", false},
+      {u"\\\\server\\share", u"", false},  // network
+      {u"N:\\Apps", u"", false},             // on a drive mapped to a share
+      {root, root, false},                  // already an install root
+      {base + u"\\new", base + u"\\new\\Orvane", true},
+      {base + u"\\deep\\ORVANE", base + u"\\deep\\ORVANE", true},
+      {base + u"\\file", u"", false},  // cannot be created below a file
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.path.begin(), row.path.end()));
+    EXPECT_EQ(GetProductPath(row.path, u"Orvane"), row.want);
+    if (row.created) {
+      EXPECT_TRUE(fake.PathIsDir(row.want));
+    }
+  }
+}
+
+}  // namespace
