@@ -9,7 +9,7 @@ if(ORVANE_WINDOWS)
     message(FATAL_ERROR "cJSON's source is missing: run scripts/setup")
   endif()
   add_library(orvane_cjson STATIC "${ORVANE_CJSON_DIR}/cJSON.c")
-  target_include_directories(orvane_cjson PUBLIC "${ORVANE_CJSON_DIR}")
+  target_include_directories(orvane_cjson PUBLIC "$<BUILD_INTERFACE:${ORVANE_CJSON_DIR}>")
   target_compile_definitions(orvane_cjson PUBLIC CJSON_EXPORT_SYMBOLS)
   target_compile_options(orvane_cjson PRIVATE -w)
 

@@ -94,4 +94,45 @@ TEST_F(LogEncryptionTest, BlockNotBelowTheModulusIsRefusedAndLatches) {
   EXPECT_EQ(lines[3], LinePrefix("INFO") + "later str size:4");
 }
 
+// What the support tool makes of each kind of word in a line: spans of this
+// key back in clear, spans it cannot read marked with the token kept, all
+// else as it stands.
+TEST_F(LogEncryptionTest, DecryptLineRestoresSpansAndMarksWhatTheKeyCannotRead) {
+  logdecrypt::LogKey other, wide;
+  std::string error;
+  ASSERT_TRUE(other.LoadFile(ORVANE_TEST_KEYS_DIR "/other_log_private.pem", &error)) << error;
+  ASSERT_TRUE(wide.LoadFile(ORVANE_TEST_KEYS_DIR "/other_log_private_1024.pem", &error)) << error;
+  const std::string longPath = "\\" + std::string(100, 'q');
+  const std::string span = WideToUtf8(EncryptLogText(u"'C:\\a b\\c.txt'"));
+  const std::string longSpan = WideToUtf8(EncryptLogText(Utf8ToWide(longPath)));
+  const std::string unicode = WideToUtf8(EncryptLogText(u"D:\\\u65e5\u672c"));
+  ASSERT_FALSE(HasLogEncoderFailed());
+  ASSERT_EQ(longSpan.size(), 172u);
+  const std::string zeros = std::string(86, 'A') + "==";  // a block the encoder could not fill
+  using logdecrypt::MarkUndecryptable;
+  struct Row {
+    const logdecrypt::LogKey* key;
+    std::string line, expected;
+    size_t marks;
+  } rows[] = {
+      {&key, "Delete file " + span + " failed", "Delete file 'C:\\a b\\c.txt' failed", 0},
+      {&key, longSpan, longPath, 0},
+      {&key, "at " + unicode, "at D:\\\xe6\x97\xa5\xe6\x9c\xac", 0},
+      {&key, "Delete file str size:12 failed", "Delete file str size:12 failed", 0},
+      {&key, zeros + " y", MarkUndecryptable(zeros) + " y", 1},
+      {&key, std::string(88, 'A'), std::string(88, 'A'), 0},  // 66 bytes: no whole block
+      {&key, span + "=", span + "=", 0},                        // not one Base64 run
+      {&key, "a  " + span + "\t", "a  " + span + "\t", 0},     // a tab is no delimiter
+      {&other, "x " + span + " y", "x " + MarkUndecryptable(span) + " y", 1},
+      {&other, longSpan + " " + span, MarkUndecryptable(longSpan) + " " + MarkUndecryptable(span), 2},
+      {&wide, "x " + span, "x " + MarkUndecryptable(span), 1},  // 64 bytes: not a 128-byte block
+      {&wide, longSpan, MarkUndecryptable(longSpan), 1},        // decrypts, to noise
+  };
+  for (const Row& row : rows) {
+    size_t marks = 0;
+    EXPECT_EQ(logdecrypt::DecryptLine(*row.key, row.line, &marks), row.expected) << row.line;
+    EXPECT_EQ(marks, row.marks) << row.line;
+  }
+}
+
 }  // namespace

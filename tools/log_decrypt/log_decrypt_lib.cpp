@@ -106,30 +106,75 @@ bool DecodeBase64(const std::string& text, std::vector<uint8_t>* out) {
   return true;
 }
 
-bool IsEncryptedSpan(const std::string& token, size_t blockSize, std::vector<uint8_t>* cipher) {
-  if (blockSize == 0 || token.empty()) return false;
+bool LooksLikeSpan(const std::string& token, std::vector<uint8_t>* cipher) {
+  if (token.size() < (kMinLogBlock + 2) / 3 * 4) return false;
   std::vector<uint8_t> bytes;
   if (!DecodeBase64(token, &bytes)) return false;
-  if (bytes.empty() || bytes.size() % blockSize != 0) return false;
+  if (bytes.empty() || bytes.size() % kMinLogBlock != 0) return false;
+  // The decoder skips some white space; a span is one unbroken run.
   if (token.size() != (bytes.size() + 2) / 3 * 4) return false;
   if (cipher != nullptr) *cipher = std::move(bytes);
   return true;
 }
 
-bool DecryptSpan(const LogKey& key, const std::string& token, std::string* clear) {
-  std::vector<uint8_t> cipher;
-  if (!IsEncryptedSpan(token, key.BlockSize(), &cipher)) return false;
-  std::vector<uint8_t> plain;
-  if (!key.DecryptBlocks(cipher, &plain)) return false;
-  // Only the last block carries fill: its trailing zero bytes go.
-  const size_t lastBlock = plain.size() - key.BlockSize();
-  size_t end = plain.size();
-  while (end > lastBlock && plain[end - 1] == 0) --end;
-  clear->assign(reinterpret_cast<const char*>(plain.data()), end);
+namespace {
+
+bool IsValidUtf8(const std::string& text) {
+  size_t i = 0;
+  while (i < text.size()) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    size_t extra = 0;
+    uint32_t min = 0;
+    uint32_t cp = 0;
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    } else if ((lead & 0xE0) == 0xC0) {
+      extra = 1, min = 0x80, cp = lead & 0x1F;
+    } else if ((lead & 0xF0) == 0xE0) {
+      extra = 2, min = 0x800, cp = lead & 0x0F;
+    } else if ((lead & 0xF8) == 0xF0) {
+      extra = 3, min = 0x10000, cp = lead & 0x07;
+    } else {
+      return false;
+    }
+    if (text.size() - i <= extra) return false;
+    for (size_t k = 1; k <= extra; ++k) {
+      const auto next = static_cast<unsigned char>(text[i + k]);
+      if ((next & 0xC0) != 0x80) return false;
+      cp = (cp << 6) | (next & 0x3F);
+    }
+    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+    i += extra + 1;
+  }
   return true;
 }
 
-std::string DecryptLine(const LogKey& key, const std::string& line) {
+}  // namespace
+
+bool DecryptSpan(const LogKey& key, const std::string& token, std::string* clear) {
+  std::vector<uint8_t> cipher;
+  const size_t block = key.BlockSize();
+  if (block == 0 || !LooksLikeSpan(token, &cipher) || cipher.size() % block != 0) return false;
+  std::vector<uint8_t> plain;
+  if (!key.DecryptBlocks(cipher, &plain)) return false;
+  // Only the last block carries fill: its trailing zero bytes go.
+  const size_t lastBlock = plain.size() - block;
+  size_t end = plain.size();
+  while (end > lastBlock && plain[end - 1] == 0) --end;
+  std::string text(reinterpret_cast<const char*>(plain.data()), end);
+  // Another key gives noise; a block cut short by a failed encryption gives
+  // zeros. Neither is the text of a span, which always holds a backslash.
+  if (text.find('\\') == std::string::npos || text.find('\0') != std::string::npos || !IsValidUtf8(text)) {
+    return false;
+  }
+  *clear = std::move(text);
+  return true;
+}
+
+std::string MarkUndecryptable(const std::string& token) { return "[cannot decrypt: " + token + "]"; }
+
+std::string DecryptLine(const LogKey& key, const std::string& line, size_t* marked) {
   std::string out;
   out.reserve(line.size());
   size_t pos = 0;
@@ -138,7 +183,14 @@ std::string DecryptLine(const LogKey& key, const std::string& line) {
     if (blank == std::string::npos) blank = line.size();
     const std::string token = line.substr(pos, blank - pos);
     std::string clear;
-    out += DecryptSpan(key, token, &clear) ? clear : token;
+    if (!LooksLikeSpan(token, nullptr)) {
+      out += token;
+    } else if (DecryptSpan(key, token, &clear)) {
+      out += clear;
+    } else {
+      out += MarkUndecryptable(token);
+      if (marked != nullptr) ++*marked;
+    }
     if (blank == line.size()) break;
     out.push_back(' ');
     pos = blank + 1;
@@ -146,7 +198,7 @@ std::string DecryptLine(const LogKey& key, const std::string& line) {
   return out;
 }
 
-std::string DecryptLogText(const LogKey& key, const std::string& text) {
+std::string DecryptLogText(const LogKey& key, const std::string& text, size_t* marked) {
   std::string out;
   out.reserve(text.size());
   size_t pos = 0;
@@ -155,7 +207,7 @@ std::string DecryptLogText(const LogKey& key, const std::string& text) {
     const size_t next = nl == std::string::npos ? text.size() : nl + 1;
     size_t end = nl == std::string::npos ? text.size() : nl;
     if (end > pos && text[end - 1] == '\r') --end;
-    out += DecryptLine(key, text.substr(pos, end - pos));
+    out += DecryptLine(key, text.substr(pos, end - pos), marked);
     out.append(text, end, next - end);
     pos = next;
   }

@@ -1,7 +1,9 @@
 // Reading an encrypted launcher log back: every path span of a log line is
 // Base64 of raw RSA blocks made with the public half of the log key. With the
 // private half, each block is turned back into its clear bytes and the span
-// into its UTF-8 text. Linux only (mbedTLS).
+// into its UTF-8 text. A span that does not give a path's text back with the
+// key at hand (another key, or a run whose encryption broke down) is marked
+// in the output and the rest of the log still comes out. Linux only (mbedTLS).
 #pragma once
 
 #include <cstddef>
@@ -41,21 +43,33 @@ class LogKey {
 // character, a misplaced '=' or a length that is not a multiple of four.
 bool DecodeBase64(const std::string& text, std::vector<uint8_t>* out);
 
-// True when `token` is the Base64 of a whole, non-zero number of blocks and
-// has exactly the length such a run has (88, 172, 256 ... for 64-byte blocks).
-bool IsEncryptedSpan(const std::string& token, size_t blockSize, std::vector<uint8_t>* cipher);
+// The smallest block a log key has: a 512-bit modulus. Larger keys have
+// blocks of a multiple of it.
+inline constexpr size_t kMinLogBlock = 64;
+
+// True when `token` has the form a span takes in the log whatever key wrote
+// it: padded Base64 of a whole, non-zero number of 64-byte blocks, exactly as
+// long as such a run is (88, 172, 256 ... characters). The bytes go to
+// *cipher when it is given.
+bool LooksLikeSpan(const std::string& token, std::vector<uint8_t>* cipher);
 
 // The clear text of one span: the decrypted blocks without the zero bytes
-// that fill the end of the last block. False when `token` is not a span or
-// cannot be decrypted.
+// that fill the end of the last block. False when `token` is not a span, is
+// not a whole number of the key's blocks, or does not decrypt to a path's
+// text: valid UTF-8 with a backslash, no zero byte before the fill.
 bool DecryptSpan(const LogKey& key, const std::string& token, std::string* clear);
 
-// The line with every blank-delimited span replaced by its clear text; the
-// rest of the line, blanks included, stays as it is.
-std::string DecryptLine(const LogKey& key, const std::string& line);
+// How a span that does not decrypt with the key given is shown: the token
+// stays, so that nothing of the log is lost.
+std::string MarkUndecryptable(const std::string& token);
+
+// The line with every blank-delimited span replaced by its clear text, or
+// marked when it does not decrypt; the rest of the line, blanks and size
+// notes included, stays as it is.
+std::string DecryptLine(const LogKey& key, const std::string& line, size_t* marked = nullptr);
 
 // Every line of a log file's text decrypted; line ends ("\r\n" or "\n") are
-// kept as they are.
-std::string DecryptLogText(const LogKey& key, const std::string& text);
+// kept as they are. Each marked span adds one to *marked when it is given.
+std::string DecryptLogText(const LogKey& key, const std::string& text, size_t* marked = nullptr);
 
 }  // namespace logdecrypt
