@@ -4,6 +4,7 @@
 #include <fstream>
 #include <random>
 
+#include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
 #include "platform/fake_platform.h"
 #include "platform/fake_process_images.h"
@@ -12,16 +13,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::u16string WinPath(const fs::path& path) {
-  std::u16string text = path.generic_u16string();
-  for (char16_t& c : text) c = c == u'/' ? u'\\' : c;
-  return text;
-}
+using launcher_test::WinPath;
 
-void Touch(const fs::path& path) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path) << "x";
-}
+void Touch(const fs::path& path) { launcher_test::WriteAll(path, "x"); }
 
 std::vector<uint8_t> Utf16Value(const std::u16string& text) {
   std::vector<uint8_t> bytes;

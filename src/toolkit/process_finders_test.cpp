@@ -5,6 +5,7 @@
 #include <random>
 #include <set>
 
+#include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
 #include "platform/fake_platform.h"
 #include "platform/fake_process_images.h"
@@ -15,16 +16,9 @@ namespace {
 namespace fs = std::filesystem;
 using platform::FakeProcessImages;
 
-std::u16string WinPath(const fs::path& path) {
-  std::u16string text = path.generic_u16string();
-  for (char16_t& c : text) c = c == u'/' ? u'\\' : c;
-  return text;
-}
+using launcher_test::WinPath;
 
-void Touch(const fs::path& path) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path) << "x";
-}
+void Touch(const fs::path& path) { launcher_test::WriteAll(path, "x"); }
 
 std::u16string Upper(std::u16string text) {
   for (char16_t& c : text) c = c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c;
