@@ -170,9 +170,12 @@ TEST(BrokerSigners, Matrix) {
       {"corvel", "tampered", -13, "signatures error"},
       {"tampered", "corvel", -13, "signatures error"},
   };
-  for (const auto& row : rows) {
+  for (size_t i = 0; i < std::size(rows); ++i) {
+    const auto& row = rows[i];
     SCOPED_TRACE(std::string("launcher ") + row.launcher + ", child " + row.child);
-    Sandbox box("BrokerSigners");
+    // A directory of its own per row: nothing of an earlier row's processes
+    // can still hold this row's files or directories.
+    Sandbox box("BrokerSigners" + std::to_string(i));
     const fs::path launcher = box.root() / "Orvane.exe";
     fs::copy_file(signedDir / (std::string("launcher-") + row.launcher + ".exe"), launcher);
     const fs::path child = box.root() / "updater" / "child.exe";
@@ -182,8 +185,8 @@ TEST(BrokerSigners, Matrix) {
 
     const RunResult run = box.Run(launcher, "--command=run_update --run-type=run_update --run-exe=" + Quoted(child) +
                                                 " --wait-time-ms=20000");
-    EXPECT_TRUE(EndedWith(run, row.result));
     const LogView log(box.LogPath());
+    EXPECT_TRUE(EndedWith(run, row.result)) << log.Dump();
     bool found = false;
     for (const LogLine& line : log.lines) found = found || line.message.find(row.logged) != std::string::npos;
     EXPECT_TRUE(found) << log.Dump();
