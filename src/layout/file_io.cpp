@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/text.h"
 #include "platform/platform.h"
 
 int64_t ReadFileToString(const std::u16string& path, std::string* text) {
@@ -41,4 +42,17 @@ int64_t WriteStringToFile(const std::u16string& path, const std::string& text, b
   std::fclose(file);
   if (!written) return -2;
   return static_cast<int64_t>(text.size());
+}
+
+bool ListEntries(const std::u16string& pattern, std::vector<platform::DirEntry>* entries) {
+  std::vector<platform::DirEntry> all;
+  if (!platform::Get().FindEntries(pattern, &all)) return false;
+  entries->clear();
+  for (platform::DirEntry& entry : all) {
+    if (entry.name.empty() || CompareNoCase(entry.name, u".") == 0 || CompareNoCase(entry.name, u"..") == 0) {
+      continue;
+    }
+    entries->push_back(std::move(entry));
+  }
+  return true;
 }

@@ -6,6 +6,7 @@
 #include "base/format.h"
 #include "base/log.h"
 #include "base/text.h"
+#include "layout/file_io.h"
 #include "layout/paths.h"
 #include "layout/version_dirs.h"
 #include "maintenance/code_signature.h"
@@ -33,19 +34,6 @@ bool ContainsToDeleteMark(const std::u16string& name) {
 }
 
 }  // namespace
-
-bool ListEntries(const std::u16string& pattern, std::vector<platform::DirEntry>* entries) {
-  std::vector<platform::DirEntry> all;
-  if (!platform::Get().FindEntries(pattern, &all)) return false;
-  entries->clear();
-  for (platform::DirEntry& entry : all) {
-    if (entry.name.empty() || CompareNoCase(entry.name, u".") == 0 || CompareNoCase(entry.name, u"..") == 0) {
-      continue;
-    }
-    entries->push_back(std::move(entry));
-  }
-  return true;
-}
 
 std::u16string ToDeleteName(const std::u16string& name) {
   const int32_t stamp = static_cast<int32_t>(static_cast<uint32_t>(GetCurrentTimeMs() / 1000));

@@ -32,10 +32,3 @@ int32_t EnumEmptyDirs(const std::u16string& root, std::vector<std::u16string>* l
 // that can't be deleted is scheduled for deletion at the next system start.
 // Always true.
 bool DeleteDirectoryTree(const std::u16string& dir, bool delayUntilReboot);
-
-// The entries of a FindFirstFileW pattern without the empty name, "." and
-// "..". False when the enumeration could not start.
-namespace platform {
-struct DirEntry;
-}
-bool ListEntries(const std::u16string& pattern, std::vector<platform::DirEntry>* entries);

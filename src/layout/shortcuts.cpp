@@ -5,7 +5,7 @@
 #include "app/launcher_app.h"
 #include "base/log.h"
 #include "base/text.h"
-#include "layout/old_versions.h"
+#include "layout/file_io.h"
 #include "layout/paths.h"
 #include "platform/platform.h"
 #include "platform/shell_links.h"

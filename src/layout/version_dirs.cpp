@@ -161,11 +161,8 @@ bool FindMainExe(const CProductConfig& config, const std::u16string& installRoot
   // it, the last one seen gives the path.
   std::map<std::u16string, std::u16string, NewerFirst> candidates;
   std::vector<platform::DirEntry> entries;
-  if (platform::Get().FindEntries(JoinPath(installRoot, u"\\*"), &entries)) {
+  if (ListEntries(JoinPath(installRoot, u"\\*"), &entries)) {
     for (const platform::DirEntry& entry : entries) {
-      if (entry.name.empty() || CompareNoCase(entry.name, u".") == 0 || CompareNoCase(entry.name, u"..") == 0) {
-        continue;
-      }
       if ((entry.attributes & platform::kFileAttributeDirectory) == 0) continue;
       std::u16string exePath;
       if (!ProbeVersionDir(JoinPath(installRoot, entry.name), config, &exePath, fromManifest)) continue;

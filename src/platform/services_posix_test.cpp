@@ -13,7 +13,6 @@
 #include "platform/named_events.h"
 #include "platform/platform.h"
 #include "platform/shell_execute.h"
-#include "platform/task_scheduler.h"
 
 namespace {
 
@@ -72,14 +71,6 @@ TEST(PosixServicesTest, ShellExecuteStartsProgramsAndHasNoElevation) {
   EXPECT_EQ(shell.ShellExecute(u"runas", u"\\bin\\true", u"", nullptr, platform::kShowWindowShow),
             platform::kShellAccessDenied);
   EXPECT_EQ(os.LastError(), platform::kErrorCancelled);
-}
-
-TEST(PosixServicesTest, TaskSchedulerClassIsNotRegistered) {
-  platform::TaskScheduler& ts = Service<platform::TaskScheduler>();
-  EXPECT_GE(ts.CoInitialize(), 0);
-  platform::TaskObject service = &ts;
-  EXPECT_EQ(static_cast<uint32_t>(ts.CreateTaskService(&service)), platform::kRegdbEClassNotReg);
-  EXPECT_EQ(service, nullptr);
 }
 
 TEST(PosixServicesTest, HoldOpensTheFileAndReportsAMissingPath) {
