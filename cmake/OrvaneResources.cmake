@@ -1,6 +1,7 @@
 # Embeds the config and locale documents, the icon and a version record into an
 # executable: real resources on Windows (type "BIN" ids 104 and 110, icon group
-# 102), a table of built-in blobs with the same bytes elsewhere.
+# 102, the version record of ORVANE_VERSION or the VERSION given), a table of
+# built-in blobs with the same bytes elsewhere.
 
 set(ORVANE_RESOURCE_TEMPLATE_DIR "${CMAKE_CURRENT_LIST_DIR}")
 
@@ -16,7 +17,7 @@ file(WRITE "${CMAKE_BINARY_DIR}/generated/log_public_key.h.tmp"
 configure_file("${CMAKE_BINARY_DIR}/generated/log_public_key.h.tmp" "${CMAKE_BINARY_DIR}/generated/log_public_key.h" COPYONLY)
 
 function(orvane_add_resources target)
-  cmake_parse_arguments(R "" "CONFIG;LOCALE" "" ${ARGN})
+  cmake_parse_arguments(R "" "CONFIG;LOCALE;VERSION" "" ${ARGN})
   if(NOT R_CONFIG)
     set(R_CONFIG "${ORVANE_CONFIG_JSON}")
   endif()
@@ -27,8 +28,11 @@ function(orvane_add_resources target)
     set(ORVANE_RC_CONFIG "${R_CONFIG}")
     set(ORVANE_RC_LOCALE "${R_LOCALE}")
     set(ORVANE_RC_ICON "${ORVANE_ICON}")
-    set(ORVANE_RC_VERSION_COMMA "${PROJECT_VERSION_MAJOR},${PROJECT_VERSION_MINOR},${PROJECT_VERSION_PATCH},0")
-    set(ORVANE_RC_VERSION "${PROJECT_VERSION}")
+    if(NOT R_VERSION)
+      set(R_VERSION "${ORVANE_VERSION}")
+    endif()
+    orvane_check_version("${R_VERSION}" ORVANE_RC_VERSION)
+    set(ORVANE_RC_VERSION "${R_VERSION}")
     set(rc "${CMAKE_BINARY_DIR}/generated/${target}.rc")
     configure_file("${ORVANE_RESOURCE_TEMPLATE_DIR}/orvane.rc.in" "${rc}" @ONLY)
     set_source_files_properties("${rc}" PROPERTIES OBJECT_DEPENDS "${R_CONFIG};${R_LOCALE};${ORVANE_ICON}")
