@@ -80,6 +80,7 @@ bool ShowsMessage(const std::string& written, const std::string& clear, SpanMode
 fs::path LauncherProgram() { return ProgramFromEnv("ORVANE_LAUNCHER"); }
 fs::path ProbeProgram() { return ProgramFromEnv("ORVANE_PROBE"); }
 fs::path SignedDir() { return ProgramFromEnv("ORVANE_SIGNED_DIR"); }
+fs::path ReleaseSetDir() { return ProgramFromEnv("ORVANE_RELEASE_SET_DIR"); }
 // A variant carries the launcher's own extension (".exe" on Windows).
 fs::path VariantProgram(const std::string& name) {
   return ProgramFromEnv("ORVANE_VARIANTS_DIR") / (name + LauncherProgram().extension().u8string());

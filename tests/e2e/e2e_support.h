@@ -26,6 +26,9 @@ fs::path VariantProgram(const std::string& name);
 // The directory of programs signed for this test run (ORVANE_SIGNED_DIR,
 // Windows build only); empty when the build made none.
 fs::path SignedDir();
+// The launchers of the release road and their children
+// (ORVANE_RELEASE_SET_DIR, tests/release/make_release_set.sh; Windows build only).
+fs::path ReleaseSetDir();
 
 // The path as the launcher and the probe see it: Windows form, backslashes.
 std::string WinForm(const fs::path& path);

@@ -1,0 +1,61 @@
+// The shipped launcher as scripts/release-package leaves it, under Wine: as
+// the update broker, the release signed with the product's own certificate
+// starts children of that signer and no stranger's, and the unsigned release
+// keeps to what its one-line warning says. The launchers and children were
+// made for this run by tests/release/make_release_set.sh.
+#include <string>
+
+#include "e2e_support.h"
+#include "gtest/gtest.h"
+
+namespace e2e {
+namespace {
+
+#ifdef _WIN32
+TEST(Release, TheBrokerAcceptsTheReleaseSignerAndRefusesOthers) {
+  const fs::path set = ReleaseSetDir();
+  ASSERT_FALSE(set.empty()) << "ORVANE_RELEASE_SET_DIR is not set: the release set was not made";
+  ASSERT_TRUE(fs::exists(set / "pem" / "Orvane.exe")) << "the release set is missing in " << set;
+
+  const struct {
+    const char* release;  // <release>/Orvane.exe
+    const char* child;    // probe-<child>.exe
+    int32_t result;
+    const char* logged;
+  } rows[] = {
+      {"pem", "own", 1, "run exe "},
+      {"p12", "own", 1, "run exe "},
+      {"pem", "foreign", -14,
+       "signatures is not match. cur is:Arvenna Systems Co., Ltd., exe is:Kestrel Foreign Software Ltd."},
+      {"pem", "unsigned", -14, "signatures is not match. cur is:Arvenna Systems Co., Ltd., exe is:"},
+      {"unsigned", "unsigned", 1, "run exe "},
+      {"unsigned", "own", -14, "signatures is not match. cur is:, exe is:Arvenna Systems Co., Ltd."},
+  };
+  for (size_t i = 0; i < std::size(rows); ++i) {
+    const auto& row = rows[i];
+    SCOPED_TRACE(std::string("release ") + row.release + ", child " + row.child);
+    Sandbox box("Release" + std::to_string(i));
+    const fs::path launcher = box.root() / "Orvane.exe";
+    fs::copy_file(set / row.release / "Orvane.exe", launcher);
+    const fs::path child = box.root() / "updater" / "child.exe";
+    fs::create_directories(child.parent_path());
+    fs::copy_file(set / (std::string("probe-") + row.child + ".exe"), child);
+
+    const RunResult run = box.Run(launcher, "--command=run_update --run-type=run_update --run-exe=\"" +
+                                                WinForm(child) + "\" --wait-time-ms=20000");
+    const LogView log(box.LogPath());
+    EXPECT_TRUE(EndedWith(run, row.result)) << log.Dump();
+    bool found = false;
+    for (const LogLine& line : log.lines) found = found || line.message.find(row.logged) != std::string::npos;
+    EXPECT_TRUE(found) << log.Dump();
+    if (row.result == 1) {
+      EXPECT_EQ(box.WaitForRecords(1).size(), 1u);
+    } else {
+      EXPECT_TRUE(box.Records().empty()) << "a refused child was started";
+    }
+  }
+}
+#endif
+
+}  // namespace
+}  // namespace e2e
