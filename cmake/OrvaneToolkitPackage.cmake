@@ -18,6 +18,7 @@ set(ORVANE_TOOLKIT_PUBLIC_HEADERS
   toolkit/install_location.h
   toolkit/install_report.h
   toolkit/process_finders.h
+  toolkit/task_housekeeping.h
   toolkit/zip_extract.h
   toolkit/zip_reader.h
   base/product_config.h

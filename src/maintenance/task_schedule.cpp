@@ -54,44 +54,61 @@ class Held {
 
 }  // namespace
 
-int32_t RegisterUpdateTask(const std::u16string& taskName, const std::u16string& exePath,
-                           const std::u16string& arguments, const std::u16string& description) {
+int32_t OpenTaskRootFolder(platform::TaskObject* service, platform::TaskObject* folder) {
   platform::TaskScheduler& ts = platform::Service<platform::TaskScheduler>();
-
+  *service = nullptr;
+  *folder = nullptr;
   // COM stands initialised by the entry point already: S_FALSE is expected.
   int32_t hr = ts.CoInitialize();
   if (hr < 0) {
     LogError(u"CoInitializeEx failed: %x", hr);
     return hr;
   }
+  platform::TaskObject opened = nullptr;
+  auto fail = [&](const char16_t* message, int32_t result) {
+    LogError(message, result);
+    ts.Release(opened);
+    ts.CoUninitialize();
+    return result;
+  };
+  hr = ts.CoInitializeSecurity();
+  if (hr < 0 && static_cast<uint32_t>(hr) != platform::kRpcETooLate) {
+    return fail(u"CoInitializeSecurity failed: %x", hr);
+  }
+  hr = ts.CreateTaskService(&opened);
+  if (hr < 0) return fail(u"Failed to create an instance of ITaskService: %x", hr);
+  hr = ts.Connect(opened);
+  if (hr < 0) return fail(u"ITaskService::Connect failed: %x", hr);
+  hr = ts.GetFolder(opened, u"\\", folder);
+  if (hr < 0) {
+    *folder = nullptr;
+    return fail(u"Cannot get Root Folder pointer: %x", hr);
+  }
+  *service = opened;
+  return 0;
+}
+
+int32_t RegisterUpdateTask(const std::u16string& taskName, const std::u16string& exePath,
+                           const std::u16string& arguments, const std::u16string& description) {
+  platform::TaskScheduler& ts = platform::Service<platform::TaskScheduler>();
+  platform::TaskObject service = nullptr;
+  platform::TaskObject folder = nullptr;
+  int32_t hr = OpenTaskRootFolder(&service, &folder);
+  if (hr < 0) return hr;
   // From here on every failure releases what is in hand, then uninitialises.
   struct Uninitialize {
     platform::TaskScheduler& ts;
     ~Uninitialize() { ts.CoUninitialize(); }
   } uninitialize{ts};
   Held held(ts);
+  held.Hold(service);
+  held.Hold(folder);
   auto fail = [&](const char16_t* message, int32_t result) {
     LogError(message, result);
     held.ReleaseAll();
     return result;
   };
 
-  hr = ts.CoInitializeSecurity();
-  if (hr < 0 && static_cast<uint32_t>(hr) != platform::kRpcETooLate) {
-    return fail(u"CoInitializeSecurity failed: %x", hr);
-  }
-
-  platform::TaskObject service = nullptr;
-  hr = ts.CreateTaskService(&service);
-  if (hr < 0) return fail(u"Failed to create an instance of ITaskService: %x", hr);
-  held.Hold(service);
-  hr = ts.Connect(service);
-  if (hr < 0) return fail(u"ITaskService::Connect failed: %x", hr);
-
-  platform::TaskObject folder = nullptr;
-  hr = ts.GetFolder(service, u"\\", &folder);
-  if (hr < 0) return fail(u"Cannot get Root Folder pointer: %x", hr);
-  held.Hold(folder);
   ts.DeleteTask(folder, taskName);  // the task need not exist
 
   platform::TaskObject definition = nullptr;

@@ -29,6 +29,11 @@ class FakeTaskScheduler final : public TaskScheduler {
   };
   std::vector<Registration> registered;
   std::vector<std::u16string> deleted;  // names given to DeleteTask
+  // Tasks GetTask finds: name to the path of its first action. A successful
+  // DeleteTask removes the name.
+  std::map<std::u16string, std::u16string> tasks;
+  std::vector<std::u16string> runs;  // parameters given to RunTask
+  uint32_t enginePid = 0;            // what GetEnginePid answers
   std::u16string userName = u"alice";
 
   // The next call of `op` answers `hr` (and hands out no object).
@@ -66,6 +71,13 @@ class FakeTaskScheduler final : public TaskScheduler {
   int32_t RegisterTaskDefinition(TaskObject folder, const std::u16string& name, TaskObject definition, int32_t flags,
                                  const std::u16string& userId, int32_t logonType, const std::u16string& sddl,
                                  TaskObject* registered) override;
+  int32_t GetTask(TaskObject folder, const std::u16string& name, TaskObject* registered) override;
+  int32_t GetDefinition(TaskObject registered, TaskObject* definition) override;
+  int32_t GetActionItem(TaskObject actions, int32_t index, TaskObject* action) override;
+  int32_t GetPath(TaskObject execAction, std::u16string* path) override;
+  int32_t RunTask(TaskObject registered, const std::u16string& parameter, TaskObject* running) override;
+  int32_t GetEnginePid(TaskObject running, uint32_t* pid) override;
+  int32_t StopTask(TaskObject running) override;
   void Release(TaskObject object) override;
 
  private:
@@ -77,6 +89,7 @@ class FakeTaskScheduler final : public TaskScheduler {
 
   Definition building_;
   std::u16string folderPath_;
+  std::u16string found_;  // the task GetTask found last
   int token_ = 0;
   ScopedService<TaskScheduler> scope_{this};
 };

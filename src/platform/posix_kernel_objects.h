@@ -31,6 +31,9 @@ struct ProcessObject : KernelObject {
   int status = 0;         // waitpid's status once reaped
   bool terminated = false;
   uint32_t terminateCode = 0;
+  // Opened by identifier (ProcessWatch), not started here: never reaped
+  // through this handle, its end seen through the pidfd.
+  bool foreign = false;
 };
 
 // The primary thread of a started process. Waiting on it waits for the

@@ -27,6 +27,7 @@
 #include "platform/argv_rules.h"
 #include "platform/posix_kernel_objects.h"
 #include "platform/posix_platform.h"
+#include "platform/process_watch.h"
 #include "platform/unicode.h"
 
 extern char** environ;
@@ -96,7 +97,39 @@ uint32_t PollUntil(int fd, uint32_t timeoutMs) {
   }
 }
 
+// Whether a process opened by identifier has ended.
+bool ForeignEnded(const ProcessObject* p) {
+  if (p->pidfd >= 0) {
+    struct pollfd pfd = {p->pidfd, POLLIN, 0};
+    return ::poll(&pfd, 1, 0) > 0;
+  }
+  return ::kill(p->pid, 0) != 0 && errno == ESRCH;
+}
+
+// The exit code of an ended process opened by identifier: readable, without
+// collecting it, only while it is a child of ours that nobody collected.
+bool ForeignExitCode(const ProcessObject* p, uint32_t* code) {
+  siginfo_t info{};
+  if (::waitid(P_PID, static_cast<id_t>(p->pid), &info, WEXITED | WNOWAIT | WNOHANG) != 0 || info.si_pid != p->pid) {
+    SetError(kErrorAccessDenied);
+    return false;
+  }
+  *code = info.si_code == CLD_EXITED ? static_cast<uint32_t>(info.si_status) : 128u + static_cast<uint32_t>(info.si_status);
+  return true;
+}
+
 uint32_t WaitProcess(ProcessObject* p, uint32_t timeoutMs) {
+  if (p->foreign) {
+    if (p->pidfd >= 0) return PollUntil(p->pidfd, timeoutMs);
+    const uint64_t deadline = MonotonicNowNs() + static_cast<uint64_t>(timeoutMs) * 1000000u;
+    useconds_t pause = 200;
+    while (!ForeignEnded(p)) {
+      if (timeoutMs != kInfinite && MonotonicNowNs() >= deadline) return kWaitTimeout;
+      ::usleep(pause);
+      pause = std::min<useconds_t>(pause * 2, 10000);
+    }
+    return kWaitObject0;
+  }
   if (TryReap(p)) return kWaitObject0;
   if (timeoutMs == 0) return kWaitTimeout;
   if (p->pidfd >= 0) {
@@ -133,6 +166,7 @@ uint32_t WaitThread(ThreadObject* t, uint32_t timeoutMs) {
 void ReleaseProcess(ProcessObject* p) {
   if (p->pidfd >= 0) ::close(p->pidfd);
   p->pidfd = -1;
+  if (p->foreign) return;  // not ours to collect
   if (TryReap(p)) return;
   const pid_t pid = p->pid;
   std::thread([pid] {
@@ -315,6 +349,15 @@ bool PosixPlatform::ExitCodeOf(Handle process, uint32_t* code) {
     return false;
   }
   auto* p = static_cast<posix::ProcessObject*>(o);
+  if (p->foreign) {
+    if (!posix::ForeignEnded(p)) {
+      *code = posix::kStillActive;
+    } else if (!posix::ForeignExitCode(p, code)) {
+      return false;
+    }
+    SetError(kErrorSuccess);
+    return true;
+  }
   if (!posix::TryReap(p)) {
     *code = posix::kStillActive;
   } else if (WIFSIGNALED(p->status)) {
@@ -335,8 +378,9 @@ bool PosixPlatform::Terminate(Handle process, uint32_t exitCode) {
   }
   auto* p = static_cast<posix::ProcessObject*>(o);
   // An ended process cannot be terminated: Windows answers 5. A zombie that
-  // is not reaped yet still takes the signal without harm.
-  if (p->reaped) {
+  // is not reaped yet still takes the signal without harm. A watched process
+  // was not opened for termination.
+  if (p->reaped || p->foreign) {
     SetError(kErrorAccessDenied);
     return false;
   }
@@ -418,6 +462,76 @@ bool PosixPlatform::SnapshotProcesses(std::vector<ProcessEntry>* entries) {
   *entries = std::move(list);
   SetError(kErrorSuccess);
   return true;
+}
+
+namespace {
+
+// Waiting for the first of several objects: each is tried without waiting,
+// in order, then the watched processes' pidfds are polled for a short slice
+// (an event or semaphore has nothing to poll, so a slice bounds how late it
+// is seen) until one is signalled or the time is up.
+class PosixProcessWatch final : public ProcessWatch {
+ public:
+  Handle OpenProcessHandle(uint32_t, uint32_t pid) override {
+    if (pid == 0 || pid > static_cast<uint32_t>(INT32_MAX) ||
+        (::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH)) {
+      posix::SetError(kErrorInvalidParameter);
+      return nullptr;
+    }
+    auto process = std::make_unique<posix::ProcessObject>();
+    process->pid = static_cast<pid_t>(pid);
+    process->foreign = true;
+    process->pidfd = posix::OpenPidFd(process->pid);
+    if (process->pidfd < 0 && errno == ESRCH) {
+      posix::SetError(kErrorInvalidParameter);
+      return nullptr;
+    }
+    Handle handle = posix::Register(std::move(process));
+    posix::SetError(kErrorSuccess);
+    return handle;
+  }
+
+  uint32_t WaitAny(const std::vector<Handle>& objects, uint32_t timeoutMs) override {
+    constexpr uint32_t kSliceMs = 10;
+    Platform& os = Native();
+    if (objects.empty()) {
+      posix::SetError(kErrorInvalidParameter);
+      return kWaitFailed;
+    }
+    const uint64_t deadline = posix::MonotonicNowNs() + static_cast<uint64_t>(timeoutMs) * 1000000u;
+    while (true) {
+      std::vector<struct pollfd> pidfds;
+      for (size_t i = 0; i < objects.size(); ++i) {
+        const uint32_t r = os.WaitOne(objects[i], 0);
+        if (r == kWaitObject0) return kWaitObject0 + static_cast<uint32_t>(i);
+        if (r == kWaitFailed) return kWaitFailed;
+        posix::KernelObject* o = posix::Lookup(objects[i]);
+        if (o != nullptr && o->kind == posix::ObjectKind::kProcess) {
+          const int fd = static_cast<posix::ProcessObject*>(o)->pidfd;
+          if (fd >= 0) pidfds.push_back({fd, POLLIN, 0});
+        }
+      }
+      uint32_t slice = kSliceMs;
+      if (timeoutMs != kInfinite) {
+        const uint64_t now = posix::MonotonicNowNs();
+        if (now >= deadline) return kWaitTimeout;
+        slice = static_cast<uint32_t>(std::min<uint64_t>(kSliceMs, (deadline - now + 999999) / 1000000));
+      }
+      if (pidfds.empty()) {
+        ::usleep(slice * 1000u);
+      } else {
+        ::poll(pidfds.data(), pidfds.size(), static_cast<int>(slice));
+      }
+    }
+  }
+};
+
+}  // namespace
+
+template <>
+ProcessWatch& NativeService<ProcessWatch>() {
+  static PosixProcessWatch watch;
+  return watch;
 }
 
 }  // namespace platform

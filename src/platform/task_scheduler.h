@@ -82,6 +82,20 @@ class TaskScheduler {
   virtual int32_t RegisterTaskDefinition(TaskObject folder, const std::u16string& name, TaskObject definition,
                                          int32_t flags, const std::u16string& userId, int32_t logonType,
                                          const std::u16string& sddl, TaskObject* registered) = 0;
+  // ITaskFolder::GetTask: the registered task of that name.
+  virtual int32_t GetTask(TaskObject folder, const std::u16string& name, TaskObject* registered) = 0;
+  // IRegisteredTask::get_Definition.
+  virtual int32_t GetDefinition(TaskObject registered, TaskObject* definition) = 0;
+  // IActionCollection::get_Item (the first action is 1).
+  virtual int32_t GetActionItem(TaskObject actions, int32_t index, TaskObject* action) = 0;
+  // IExecAction::get_Path.
+  virtual int32_t GetPath(TaskObject execAction, std::u16string* path) = 0;
+  // IRegisteredTask::Run with one VT_BSTR variant holding `parameter`.
+  virtual int32_t RunTask(TaskObject registered, const std::u16string& parameter, TaskObject* running) = 0;
+  // IRunningTask::get_EnginePID.
+  virtual int32_t GetEnginePid(TaskObject running, uint32_t* pid) = 0;
+  // IRunningTask::Stop.
+  virtual int32_t StopTask(TaskObject running) = 0;
   // IUnknown::Release; null is ignored.
   virtual void Release(TaskObject object) = 0;
 };

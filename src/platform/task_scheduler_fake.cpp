@@ -42,8 +42,42 @@ int32_t FakeTaskScheduler::GetFolder(TaskObject, const std::u16string& path, Tas
 }
 int32_t FakeTaskScheduler::DeleteTask(TaskObject, const std::u16string& name) {
   deleted.push_back(name);
-  return Enter("DeleteTask");
+  const int32_t hr = Enter("DeleteTask");
+  if (hr >= 0) tasks.erase(name);
+  return hr;
 }
+int32_t FakeTaskScheduler::GetTask(TaskObject, const std::u16string& name, TaskObject* registered) {
+  const auto task = tasks.find(name);
+  if (task == tasks.end()) {
+    calls.push_back("GetTask");
+    *registered = nullptr;
+    return static_cast<int32_t>(0x80070002u);  // HRESULT of ERROR_FILE_NOT_FOUND
+  }
+  found_ = task->second;
+  return HandOut("GetTask", registered);
+}
+int32_t FakeTaskScheduler::GetDefinition(TaskObject, TaskObject* definition) {
+  return HandOut("GetDefinition", definition);
+}
+int32_t FakeTaskScheduler::GetActionItem(TaskObject, int32_t, TaskObject* action) {
+  return HandOut("GetActionItem", action);
+}
+int32_t FakeTaskScheduler::GetPath(TaskObject, std::u16string* path) {
+  const int32_t hr = Enter("GetPath");
+  *path = hr >= 0 ? found_ : std::u16string();
+  return hr;
+}
+int32_t FakeTaskScheduler::RunTask(TaskObject, const std::u16string& parameter, TaskObject* running) {
+  const int32_t hr = HandOut("RunTask", running);
+  if (hr >= 0) runs.push_back(parameter);
+  return hr;
+}
+int32_t FakeTaskScheduler::GetEnginePid(TaskObject, uint32_t* pid) {
+  const int32_t hr = Enter("GetEnginePid");
+  *pid = hr >= 0 ? enginePid : 0;
+  return hr;
+}
+int32_t FakeTaskScheduler::StopTask(TaskObject) { return Enter("StopTask"); }
 int32_t FakeTaskScheduler::NewTask(TaskObject, TaskObject* definition) {
   building_ = Definition();
   return HandOut("NewTask", definition);

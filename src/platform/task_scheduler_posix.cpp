@@ -44,6 +44,19 @@ class PosixTaskScheduler final : public TaskScheduler {
                                  int32_t, const std::u16string&, TaskObject* registered) override {
     return None(registered);
   }
+  int32_t GetTask(TaskObject, const std::u16string&, TaskObject* registered) override { return None(registered); }
+  int32_t GetDefinition(TaskObject, TaskObject* definition) override { return None(definition); }
+  int32_t GetActionItem(TaskObject, int32_t, TaskObject* action) override { return None(action); }
+  int32_t GetPath(TaskObject, std::u16string* path) override {
+    path->clear();
+    return kEPointer;
+  }
+  int32_t RunTask(TaskObject, const std::u16string&, TaskObject* running) override { return None(running); }
+  int32_t GetEnginePid(TaskObject, uint32_t* pid) override {
+    *pid = 0;
+    return kEPointer;
+  }
+  int32_t StopTask(TaskObject) override { return kEPointer; }
   void Release(TaskObject) override {}
 
  private:

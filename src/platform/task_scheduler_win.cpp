@@ -161,6 +161,53 @@ class WinTaskScheduler final : public TaskScheduler {
     *registered = result;
     return hr;
   }
+  int32_t GetTask(TaskObject folder, const std::u16string& name, TaskObject* registered) override {
+    Bstr bname(name);
+    IRegisteredTask* result = nullptr;
+    const HRESULT hr = As<ITaskFolder>(folder)->GetTask(bname.get(), &result);
+    *registered = result;
+    return hr;
+  }
+  int32_t GetDefinition(TaskObject registered, TaskObject* definition) override {
+    ITaskDefinition* result = nullptr;
+    const HRESULT hr = As<IRegisteredTask>(registered)->get_Definition(&result);
+    *definition = result;
+    return hr;
+  }
+  int32_t GetActionItem(TaskObject actions, int32_t index, TaskObject* action) override {
+    IAction* result = nullptr;
+    const HRESULT hr = As<IActionCollection>(actions)->get_Item(index, &result);
+    *action = result;
+    return hr;
+  }
+  int32_t GetPath(TaskObject execAction, std::u16string* path) override {
+    BSTR result = nullptr;
+    const HRESULT hr = As<IExecAction>(execAction)->get_Path(&result);
+    path->clear();
+    if (result != nullptr) {
+      path->assign(reinterpret_cast<const char16_t*>(result), ::SysStringLen(result));
+      ::SysFreeString(result);
+    }
+    return hr;
+  }
+  int32_t RunTask(TaskObject registered, const std::u16string& parameter, TaskObject* running) override {
+    Bstr text(parameter);
+    VARIANT argument;
+    ::VariantInit(&argument);
+    argument.vt = VT_BSTR;
+    argument.bstrVal = text.get();  // still owned by `text`
+    IRunningTask* result = nullptr;
+    const HRESULT hr = As<IRegisteredTask>(registered)->Run(argument, &result);
+    *running = result;
+    return hr;
+  }
+  int32_t GetEnginePid(TaskObject running, uint32_t* pid) override {
+    DWORD value = 0;
+    const HRESULT hr = As<IRunningTask>(running)->get_EnginePID(&value);
+    *pid = value;
+    return hr;
+  }
+  int32_t StopTask(TaskObject running) override { return As<IRunningTask>(running)->Stop(); }
   void Release(TaskObject object) override {
     if (object != nullptr) static_cast<IUnknown*>(object)->Release();
   }

@@ -91,3 +91,32 @@ foreach(case "missing.zip|error -1 zip not found" "broken.zip|error -9996 .*\\[U
   endif()
 endforeach()
 message(STATUS "consumer: ${count} progress calls, last ${final}")
+
+# A running installation: the probe as the main executable of an install
+# root that holds Orvane.ini is found by the installer's finder.
+set(install "${WORK_DIR}/install")
+file(MAKE_DIRECTORY "${install}/app")
+file(WRITE "${install}/Orvane.ini" "app")
+file(COPY_FILE "${PROBE}" "${install}/app/Orvane.exe")
+if(TOOLCHAIN)
+  string(REPLACE "/" "\\" install_arg "Z:${install}")
+  string(REPLACE "/" "\\" release_arg "Z:${WORK_DIR}/release")
+  set(exe_arg "${install_arg}\\app\\Orvane.exe")
+else()
+  set(install_arg "${install}")
+  set(release_arg "${WORK_DIR}/release")
+  set(exe_arg "${install}/app/Orvane.exe")
+endif()
+run_step("finding the running installation" ${run} --find "${install_arg}" "${exe_arg}" "${release_arg}")
+string(REGEX MATCH "started ([0-9]+)" started "${step_output}")
+if(NOT step_output MATCHES "found ${CMAKE_MATCH_1} ")
+  message(FATAL_ERROR "the probe was not found:\n${step_output}")
+endif()
+message(STATUS "consumer: ${started}, found")
+
+# The install location an installation recorded in the registry (Wine's own).
+if(TOOLCHAIN)
+  string(RANDOM LENGTH 8 key)
+  run_step("reading the install location" ${run} --registry "OrvanePackageTest${key}" "${install_arg}")
+  message(STATUS "consumer: ${step_output}")
+endif()

@@ -3,6 +3,11 @@
 // ORVANE_PROBE_RECORD (when set), then stays alive ORVANE_PROBE_STAY_MS
 // milliseconds (when set) and exits with 0.
 //
+// As the launcher that a scheduled task runs, for the tests of the waiting
+// side: ORVANE_PROBE_SIGNAL names an event to set (as the broker sets its
+// success event), ORVANE_PROBE_HOLD a file whose appearance the probe waits
+// for before it ends, and ORVANE_PROBE_EXIT the exit code to end with.
+//
 // Record: {"argv":[...],"cmdline":"...","cwd":"...","exe":"...","pid":n,"start_ns":n}
 // argv holds every argument after the program name, in UTF-8. cmdline is the
 // raw command line on Windows and the empty string elsewhere (a Linux process
@@ -15,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/named_events.h"
 #include "platform/platform.h"
 #include "platform/unicode.h"
 
@@ -76,7 +82,20 @@ int RunProbe(uint64_t startNs, const std::vector<std::u16string>& args, const st
     const long ms = std::strtol(Utf8(stay).c_str(), nullptr, 10);
     if (ms > 0) p.SleepMs(static_cast<uint32_t>(ms));
   }
-  return 0;
+
+  std::u16string text;
+  platform::Handle event = nullptr;
+  if (p.GetEnv(u"ORVANE_PROBE_SIGNAL", &text) && !text.empty()) {
+    auto& events = platform::Service<platform::NamedEvents>();
+    event = events.CreateNamedEvent(text, false, false);
+    if (event == nullptr || !events.SignalEvent(event)) return 90;
+  }
+  if (p.GetEnv(u"ORVANE_PROBE_HOLD", &text) && !text.empty()) {
+    // The event stays open (and set, until a waiter takes it) while held.
+    while (!p.PathExists(text)) p.SleepMs(5);
+  }
+  if (event != nullptr) p.CloseObject(event);
+  return p.GetEnv(u"ORVANE_PROBE_EXIT", &text) && !text.empty() ? std::atoi(Utf8(text).c_str()) : 0;
 }
 
 }  // namespace

@@ -1,15 +1,39 @@
-// Unpacks an archive into a directory through the installed toolkit and
-// prints each callback: "progress <code>" or "error <code> <message>".
+// What an installer asks of the installed toolkit:
 //
 //   toolkit_consumer <archive.zip> <target directory>
+//     unpacks the archive and prints each callback: "progress <code>" or
+//     "error <code> <message>"; 0 when the extraction succeeded with progress
+//     that never went back and ended at 100.
+//   toolkit_consumer --find <install root> <main executable> <release file>
+//     starts the executable (a probe that stays until the release file
+//     appears), looks for the installation's running main executables, prints
+//     "started <pid>" and "found <pid>" for each, and lets the probe go; 0 when
+//     the started process was found.
+//   toolkit_consumer --registry <key> <directory>   (Windows)
+//     records the directory as the user's install location under
+//     Software\<key>, reads it back with the toolkit, prints "installed <dir>"
+//     and removes the key again; 0 when the toolkit read the directory.
 //
-// Exit status 0 when the extraction succeeded, with progress that never went
-// back and ended at 100; 1 otherwise; 2 for a wrong command line.
+// 1 for a failure, 2 for a wrong command line.
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
+#include "toolkit/install_location.h"
 #include "toolkit/install_report.h"
+#include "toolkit/process_finders.h"
 #include "toolkit/zip_extract.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+extern char** environ;
+#endif
 
 namespace {
 
@@ -34,9 +58,80 @@ std::string Narrow(const std::u16string& text) {
   return out;
 }
 
+// Starts the probe at `exe` holding until `release` exists; its process id, 0
+// when it did not start.
+uint32_t StartHeld(const ArgChar* exe, const ArgChar* release) {
+#ifdef _WIN32
+  ::SetEnvironmentVariableW(L"ORVANE_PROBE_HOLD", release);
+  std::wstring line = L"\"" + std::wstring(exe) + L"\"";
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION info{};
+  if (!::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info)) return 0;
+  ::CloseHandle(info.hThread);
+  ::CloseHandle(info.hProcess);
+  return info.dwProcessId;
+#else
+  ::setenv("ORVANE_PROBE_HOLD", release, 1);
+  pid_t pid = 0;
+  char* args[] = {const_cast<char*>(exe), nullptr};
+  return ::posix_spawn(&pid, exe, nullptr, nullptr, args, environ) == 0 ? static_cast<uint32_t>(pid) : 0;
+#endif
+}
+
+int FindInstallation(const ArgChar* root, const ArgChar* exe, const ArgChar* release) {
+  const uint32_t pid = StartHeld(exe, release);
+  std::printf("started %u\n", pid);
+  CProductConfig config;
+  config.exe_file_name = u"Orvane.exe";
+  std::vector<CFoundProcess> found;
+  CVornProcessFinder().Find(config, &found, ToolkitPath(root));
+  for (const CFoundProcess& process : found) std::printf("found %u %s\n", process.processId, Narrow(process.path).c_str());
+  // Let the probe go.
+#ifdef _WIN32
+  if (std::FILE* f = ::_wfopen(release, L"w")) std::fclose(f);
+#else
+  if (std::FILE* f = std::fopen(release, "w")) std::fclose(f);
+#endif
+#ifndef _WIN32
+  if (pid != 0) ::waitpid(static_cast<pid_t>(pid), nullptr, 0);
+#endif
+  std::fflush(stdout);
+  const bool listed = std::any_of(found.begin(), found.end(), [pid](const CFoundProcess& p) { return p.processId == pid; });
+  return pid != 0 && listed ? 0 : 1;
+}
+
+#ifdef _WIN32
+int ReadRegistryLocation(const wchar_t* key, const wchar_t* dir) {
+  const std::wstring subKey = L"Software\\" + std::wstring(key);
+  HKEY handle = nullptr;
+  if (::RegCreateKeyExW(HKEY_CURRENT_USER, subKey.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &handle, nullptr) !=
+      ERROR_SUCCESS) {
+    return 1;
+  }
+  ::RegSetValueExW(handle, L"InstallDir", 0, REG_SZ, reinterpret_cast<const BYTE*>(dir),
+                   static_cast<DWORD>((std::wcslen(dir) + 1) * sizeof(wchar_t)));
+  ::RegCloseKey(handle);
+  CProductConfig config;
+  config.product_info_key = ToolkitPath(key);
+  const std::u16string installed = GetInstalledDir(config, kInstallScopeUser, false);
+  ::RegDeleteKeyW(HKEY_CURRENT_USER, subKey.c_str());
+  std::printf("installed %s\n", Narrow(installed).c_str());
+  std::fflush(stdout);
+  return installed == ToolkitPath(dir) + u"\\" ? 0 : 1;
+}
+#endif
+
 int Run(int argc, ArgChar** argv) {
+  const std::u16string mode = argc > 1 ? ToolkitPath(argv[1]) : u"";
+  if (mode == u"--find" && argc == 5) return FindInstallation(argv[2], argv[3], argv[4]);
+#ifdef _WIN32
+  if (mode == u"--registry" && argc == 4) return ReadRegistryLocation(argv[2], argv[3]);
+#endif
   if (argc != 3) {
-    std::fprintf(stderr, "usage: toolkit_consumer <archive.zip> <target directory>\n");
+    std::fprintf(stderr, "usage: toolkit_consumer <archive.zip> <target directory>\n"
+                         "       toolkit_consumer --find <install root> <main executable> <release file>\n"
+                         "       toolkit_consumer --registry <key> <directory>\n");
     return 2;
   }
   int32_t last = -1;
