@@ -1,17 +1,37 @@
 // The shipped launcher as scripts/release-package leaves it, under Wine: as
 // the update broker, the release signed with the product's own certificate
 // starts children of that signer and no stranger's, and the unsigned release
-// keeps to what its one-line warning says. The launchers and children were
-// made for this run by tests/release/make_release_set.sh.
+// keeps to what its one-line warning says; the installer toolkit takes the
+// release for the update task and refuses a launcher built below 6.1.0. The
+// launchers and children were made for this run by
+// tests/release/make_release_set.sh.
 #include <string>
 
 #include "e2e_support.h"
 #include "gtest/gtest.h"
+#include "toolkit/task_housekeeping.h"
 
 namespace e2e {
 namespace {
 
 #ifdef _WIN32
+TEST(Release, InstallersTakeTheReleaseAndRefuseAnOlderLauncher) {
+  const fs::path set = ReleaseSetDir();
+  ASSERT_FALSE(set.empty()) << "ORVANE_RELEASE_SET_DIR is not set: the release set was not made";
+  const struct {
+    const char* file;
+    bool supported;
+  } rows[] = {
+      {"pem/Orvane.exe", true},
+      {"unsigned/Orvane.exe", true},
+      {"old-version.exe", false},  // built with version 6.0.9
+  };
+  for (const auto& row : rows) {
+    ASSERT_TRUE(fs::exists(set / row.file)) << row.file;
+    EXPECT_EQ(IsLauncherVersionSupported(Native16(set / row.file)), row.supported) << row.file;
+  }
+}
+
 TEST(Release, TheBrokerAcceptsTheReleaseSignerAndRefusesOthers) {
   const fs::path set = ReleaseSetDir();
   ASSERT_FALSE(set.empty()) << "ORVANE_RELEASE_SET_DIR is not set: the release set was not made";
