@@ -1,6 +1,6 @@
 // The process finders over real processes: a probe standing in for the main
-// executable, started from an install root's app directory with and without
-// the launcher's ini file beside it, and from a directory of no installation.
+// executable, started below an install root with and without the launcher's
+// ini file beside its version directory.
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -78,25 +78,6 @@ TEST(Finders, ProbeIsFoundOnlyFromAnInstallRootWithItsIni) {
     CDirectoryProcessFinder().Find(&found, self.substr(0, self.rfind(u'\\') + 1));
     EXPECT_FALSE(Lists(found, P().ProcessId()));
   }
-}
-
-TEST(Finders, ProbeOutsideAnyInstallationIsNotFound) {
-  CProductConfig config;
-  config.exe_file_name = u"Orvane.exe";
-  Sandbox box("FindersElsewhere");
-  WriteFile(box.IniPath(), "[Launcher]\r\n");
-  const fs::path exe = box.base() / "elsewhere" / "Orvane.exe";
-  fs::create_directories(exe.parent_path());
-  fs::copy_file(ProbeProgram(), exe);
-  const platform::ProcessInfo probe = StartStaying(box, exe);
-  ASSERT_NE(probe.pid, 0u);
-
-  std::vector<CFoundProcess> found;
-  CVornProcessFinder().Find(config, &found, u"");
-  EXPECT_FALSE(Lists(found, probe.pid));
-  found.clear();
-  CDirectoryProcessFinder().Find(&found, U16(WinForm(exe.parent_path())) + u"\\");
-  EXPECT_TRUE(Lists(found, probe.pid));
 }
 
 std::vector<uint8_t> Utf16Value(const std::u16string& text) {
