@@ -225,7 +225,9 @@ TEST_F(PosixPlatformTest, NamedSemaphoreWakesAWaiterInAnotherProcess) {
             }),
             0);
   EXPECT_EQ(os_.WaitOne(sem, 5000), kWaitObject0);
+  const uint64_t before = os_.MonotonicNs();
   EXPECT_EQ(os_.WaitOne(sem, 20), kWaitTimeout);
+  EXPECT_GE(os_.MonotonicNs() - before, 20000000u) << "a time-out waits its time";
 
   // The semaphore exists only while some handle is open.
   ASSERT_TRUE(os_.CloseObject(sem));
