@@ -1,5 +1,5 @@
-// Inputs that go wrong: broken built-in documents, broken manifests and ini
-// contents, no main executable, an overlong command line.
+// Inputs that go wrong: broken built-in documents, broken manifests, no main
+// executable, an overlong command line, odd objects where files belong.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -86,28 +86,6 @@ TEST(BadInput, ManifestRows) {
       if (const size_t at = message.find("R\\"); at != std::string::npos) message.replace(at, 2, R);
       EXPECT_TRUE(HasLinesInOrder(LogView(box.LogPath()), {{"ERRO", message}}, kDefaultSpanMode));
     }
-  }
-}
-
-// Orvane.ini is one bare name: a line end behind it makes it name nothing,
-// the default directory is started, and the file is rewritten plainly. The
-// same name in another case is no change.
-TEST(BadInput, IniRows) {
-  const struct {
-    const char* ini;
-    const char* afterwards;
-    const char* logged;
-  } rows[] = {{"app\n", "app", "Write 'app' to Orvane.ini"}, {"APP", "APP", "Orvane.ini no change"}};
-  for (size_t i = 0; i < std::size(rows); ++i) {
-    SCOPED_TRACE(testing::Message() << "ini '" << rows[i].ini << "'");
-    Sandbox box("Ini-" + std::to_string(i));
-    const fs::path launcher = box.InstallWithApp();
-    WriteFile(box.IniPath(), rows[i].ini);
-    EXPECT_TRUE(EndedWith(box.Run(launcher, ""), 0));
-    ASSERT_EQ(box.WaitForRecords(1).size(), 1u);
-    EXPECT_EQ(ReadFile(box.IniPath()), rows[i].afterwards);
-    const LogView log(box.LogPath());
-    EXPECT_EQ(FindMessage(log, rows[i].logged).size(), 1u) << log.Dump();
   }
 }
 
