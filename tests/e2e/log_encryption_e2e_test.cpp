@@ -1,6 +1,6 @@
-// The paths in the launcher's log: encrypted natively (and read back with the
-// development private key), size notes with --disallow_encode_log, and the
-// encoder's failure road where the platform refuses raw RSA.
+// The paths in the launcher's log: size notes with --disallow_encode_log, and
+// the encoder's failure road where the platform refuses raw RSA. Natively
+// encrypted paths are read back in LogTool.PrintsPathsInClearAndMarksWhatAnotherKeyCannotRead.
 #include <string>
 #include <vector>
 
@@ -45,20 +45,7 @@ TEST(LogEncryption, DisallowedEncodingWritesSizeNotesAndNoError) {
   }
 }
 
-#ifndef _WIN32
-// Natively every span is ciphertext that the development private key turns
-// back into the clear text (its Base64 length per block is
-// LogEncryptionTest.SpansDecryptToTheirBytesAndZeroFill).
-TEST(LogEncryption, PathsAreEncryptedAndDecryptWithTheDevelopmentKey) {
-  Sandbox box("LogEncrypted");
-  const std::vector<ExpectedLine> lines = StartOnce(box, "");
-  const LogView log(box.LogPath());
-  EXPECT_TRUE(HasLinesInOrder(log, lines, SpanMode::kEncrypted));
-  for (size_t i = 0; i < log.lines.size(); ++i) {
-    EXPECT_EQ(log.lines[i].message.find('\\'), std::string::npos) << "a path in clear: " << log.raw[i];
-  }
-}
-#else
+#ifdef _WIN32
 // Under Wine the platform refuses raw RSA, and the first span of a run takes
 // the encoder's failure road; every later span is a size note. Which road,
 // and whether the log sees it, is decided by that first span:

@@ -66,9 +66,10 @@ fs::path StartOnce(Sandbox& box, const std::string& arguments) {
   return box.LogPath();
 }
 
-// One log, read with the right key (from a file and from standard input) and
-// with another key: every line comes out; a line without a span byte for
-// byte, a span in clear or, with the other key, marked with its token kept.
+// One log, written natively with no path in clear, read with the right key
+// (from a file and from standard input) and with another key: every line
+// comes out; a line without a span byte for byte, a span in clear or, with
+// the other key, marked with its token kept.
 TEST(LogTool, PrintsPathsInClearAndMarksWhatAnotherKeyCannotRead) {
   Sandbox box("LogTool");
   const fs::path logPath = StartOnce(box, "");
@@ -82,7 +83,8 @@ TEST(LogTool, PrintsPathsInClearAndMarksWhatAnotherKeyCannotRead) {
   EXPECT_EQ(wrong.status, 1) << "marked spans make the run count as incomplete";
   const std::string R = box.RootText();
   for (const std::string& line : {"] Read manifest.json failed, path=" + R + "app\\manifest.json\r\n",
-                                  "] CLauncherApp::_LaunchExe, found exe '" + R + "app\\Orvane.exe'\r\n"}) {
+                                  "] CLauncherApp::_LaunchExe, found exe '" + R + "app\\Orvane.exe'\r\n",
+                                  "] Launch app cmdline=\"" + R + "app\\Orvane.exe\" "}) {
     EXPECT_NE(right.out.find(line), std::string::npos) << line << right.out;
   }
   const std::vector<std::string> clear = SplitCrLf(right.out), marked = SplitCrLf(wrong.out);
@@ -90,6 +92,7 @@ TEST(LogTool, PrintsPathsInClearAndMarksWhatAnotherKeyCannotRead) {
   ASSERT_EQ(marked.size(), in.size());
   size_t spans = 0;
   for (size_t i = 0; i < in.size(); ++i) {
+    EXPECT_EQ(in[i].find('\\'), std::string::npos) << "a path in clear: " << in[i];
     EXPECT_EQ(clear[i].find(kMark), std::string::npos) << clear[i];
     if (clear[i] == in[i]) {
       EXPECT_EQ(marked[i], in[i]) << "a line without a span stays as it is";
