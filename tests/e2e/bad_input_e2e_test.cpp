@@ -41,13 +41,10 @@ TEST(BadInput, BrokenBuiltInDocumentsEndWithTheirCodes) {
     EXPECT_FALSE(fs::exists(box.IniPath()));
     EXPECT_EQ(fs::exists(box.LogPath()), row.logWritten);
     if (!row.logWritten) continue;
+    // What a broken locale logs is VornAppTest.ResourceFailuresAreLogged's.
     const LogView log(box.LogPath());
     ASSERT_FALSE(log.lines.empty()) << log.Dump();
     EXPECT_EQ(log.lines.front().message, "------------ Log start -------------");
-    EXPECT_TRUE(std::any_of(log.lines.begin(), log.lines.end(), [](const LogLine& line) {
-      return line.level == "ERRO" &&
-             line.message.rfind("CInstallWindow::_InitConfigInfo, parse locale json failed, json=", 0) == 0;
-    })) << log.Dump();
   }
 }
 
