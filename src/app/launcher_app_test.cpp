@@ -20,7 +20,7 @@ class RunTest : public launcher_test::LauncherTest {};
 // What only the fake shows: injected failures, the order of the registry
 // chores, the markers of an update; the end-to-end tests prove the rest.
 TEST_F(RunTest, OutcomeRows) {
-  enum Setup { kNone, kNoConfig, kWaitFails, kMarker };
+  enum Setup { kNone, kNoConfig, kWaitFails, kAppRunning, kMarker };
   const struct {
     std::u16string commandLine;
     Setup setup;
@@ -30,6 +30,7 @@ TEST_F(RunTest, OutcomeRows) {
   } rows[] = {
       {u"", kNoConfig, -2, nullptr, nullptr},
       {u"--launch_from=auto-launch --auto_launch_delay_seconds=5", kWaitFails, -18, nullptr, "Wait semaphore failed"},
+      {u"--launch_from=auto-launch --auto_launch_delay_seconds=1", kAppRunning, -19, nullptr, "App is running"},
       {u"", kMarker, 0, "app", "update task exist."},
       {u"--command=bogus --ignore_remove_compat_flag", kNone, 0, "app", "CmdLine size is 0"},
   };
@@ -43,6 +44,7 @@ TEST_F(RunTest, OutcomeRows) {
     if (row.setup == kNoConfig) fake.RemoveResource(104, u"BIN");
     fake.waitResults.clear();
     if (row.setup == kWaitFails) fake.waitResults.push_back(platform::kWaitFailed);
+    fake.processList.assign(row.setup == kAppRunning ? 1 : 0, {4000, 1, u"Orvane.exe"});
     fake.registry[kPersisted];
     fake.registry[kLayers][fake.modulePath] = {platform::kRegSz, {'W', 0, 'I', 0, 'N', 0, '9', 0, '5', 0, 0, 0}};
 

@@ -135,6 +135,7 @@ TEST_F(VornAppTest, ResourceFailuresAreLogged) {
   EXPECT_EQ(messages[6], "CInstallWindow::_InitConfigInfo, parse locale json failed, json=\xe7\xa1\xbb");
   EXPECT_EQ(messages[7], "CInstallWindow::_InitConfigInfo, read config json failed, error=1814");
   EXPECT_EQ(messages[8].rfind("CInstallWindow::_InitConfigInfo, parse config info failed, json=", 0), 0u);
+  for (size_t line : {4, 7, 8, 9}) EXPECT_EQ(LogLines()[line].rfind(LinePrefix("ERRO"), 0), 0u) << LogLines()[line];
 }
 
 }  // namespace

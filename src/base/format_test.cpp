@@ -61,8 +61,6 @@ TEST(FormatTest, ConversionsFlagsAndArguments) {
       ROW(u"[inf]", u"[%.5000f]", std::numeric_limits<double>::infinity()),
       // The result ends at its first NUL, as its zeroed buffer would.
       ROW(u"a", u"a%cb", 0),
-      // The log line.
-      ROW(u"t [DEBG][123456][    7] [] m", u"%s [%s][%5d][%5d] [%s] %s", u"t", u"DEBG", 123456u, 7u, u"", u"m"),
   };
   for (size_t i = 0; i < std::size(rows); ++i) {
     EXPECT_EQ(rows[i].got, rows[i].want) << "row " << i << " " << rows[i].call << ": got '"

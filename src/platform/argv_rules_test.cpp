@@ -5,43 +5,18 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/unicode.h"
 
 namespace platform {
 namespace {
 
 using List = std::vector<std::u16string>;
 
-std::string Show(const List& list) {
-  std::string out = "[";
-  for (const auto& s : list) out += "<" + Utf16ToUtf8(s) + ">";
-  return out + "]";
-}
-
-// One row per rule; the Windows oracle test checks many more lines.
+// The splitting rules are checked line by line against the system's own
+// splitter (ArgvRulesWinTest.SplitMatchesCommandLineToArgvW); here the two
+// lines that cannot be handed to it.
 TEST(ArgvRulesTest, SplitsAsWindowsDoes) {
-  const std::pair<std::u16string, List> rows[] = {
-      {u"", {}},
-      {u"prog  a\t\tb  ", {u"prog", u"a", u"b"}},
-      {u"  a b", {u"", u"a", u"b"}},
-      // The program name: quotes delimit, backslashes are plain.
-      {u"\"C:\\dir\\\" a", {u"C:\\dir\\", u"a"}},
-      {u"\"a b\"c d", {u"a b", u"c", u"d"}},
-      {std::u16string(u"p a\0b c", 8), {u"p", u"a"}},
-      // Later arguments: quotes group and vanish; backslashes count only before a quote.
-      {u"p a\"b c\"d \"unterminated arg", {u"p", u"ab cd", u"unterminated arg"}},
-      {u"p a\\b c\\\\d trailing\\", {u"p", u"a\\b", u"c\\\\d", u"trailing\\"}},
-      {u"p a\\\"b a\\\\\"b c\" a\\\\\\\"b", {u"p", u"a\"b", u"a\\b c", u"a\\\"b"}},
-      // Two quotes inside a quoted run give one quote and end the run.
-      {u"p \"a\"\"b c\"", {u"p", u"a\"b", u"c"}},
-      {u"p \"\"\"", {u"p", u"\""}},
-      // Only blank and tab separate.
-      {u"p a\nb\vc", {u"p", u"a\nb\vc"}},
-  };
-  for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
-    const List got = SplitCommandLine(rows[i].first);
-    EXPECT_EQ(got, rows[i].second) << "row " << i << " <" << Utf16ToUtf8(rows[i].first) << "> got " << Show(got);
-  }
+  EXPECT_EQ(SplitCommandLine(u""), List{});
+  EXPECT_EQ(SplitCommandLine(std::u16string(u"p a\0b c", 8)), (List{u"p", u"a"}));
 }
 
 TEST(ArgvRulesTest, QuotesOnlyWhatNeedsIt) {

@@ -118,17 +118,23 @@ bool ForeignExitCode(const ProcessObject* p, uint32_t* code) {
   return true;
 }
 
+// Asks `done` with a growing pause until it answers yes or the time is up.
+template <class Done>
+uint32_t PollWithGrowingPause(uint32_t timeoutMs, Done done) {
+  const uint64_t deadline = MonotonicNowNs() + static_cast<uint64_t>(timeoutMs) * 1000000u;
+  useconds_t pause = 200;
+  while (!done()) {
+    if (timeoutMs != kInfinite && MonotonicNowNs() >= deadline) return kWaitTimeout;
+    ::usleep(pause);
+    pause = std::min<useconds_t>(pause * 2, 10000);
+  }
+  return kWaitObject0;
+}
+
 uint32_t WaitProcess(ProcessObject* p, uint32_t timeoutMs) {
   if (p->foreign) {
-    if (p->pidfd >= 0) return PollUntil(p->pidfd, timeoutMs);
-    const uint64_t deadline = MonotonicNowNs() + static_cast<uint64_t>(timeoutMs) * 1000000u;
-    useconds_t pause = 200;
-    while (!ForeignEnded(p)) {
-      if (timeoutMs != kInfinite && MonotonicNowNs() >= deadline) return kWaitTimeout;
-      ::usleep(pause);
-      pause = std::min<useconds_t>(pause * 2, 10000);
-    }
-    return kWaitObject0;
+    return p->pidfd >= 0 ? PollUntil(p->pidfd, timeoutMs)
+                         : PollWithGrowingPause(timeoutMs, [p] { return ForeignEnded(p); });
   }
   if (TryReap(p)) return kWaitObject0;
   if (timeoutMs == 0) return kWaitTimeout;
@@ -138,15 +144,8 @@ uint32_t WaitProcess(ProcessObject* p, uint32_t timeoutMs) {
     while (!TryReap(p)) ::usleep(100);  // readable: the status is there or about to be
     return kWaitObject0;
   }
-  // No pidfd: poll the status with a growing pause.
-  const uint64_t deadline = MonotonicNowNs() + static_cast<uint64_t>(timeoutMs) * 1000000u;
-  useconds_t pause = 200;
-  while (!TryReap(p)) {
-    if (timeoutMs != kInfinite && MonotonicNowNs() >= deadline) return kWaitTimeout;
-    ::usleep(pause);
-    pause = std::min<useconds_t>(pause * 2, 10000);
-  }
-  return kWaitObject0;
+  // No pidfd: poll the status.
+  return PollWithGrowingPause(timeoutMs, [p] { return TryReap(p); });
 }
 
 uint32_t WaitThread(ThreadObject* t, uint32_t timeoutMs) {

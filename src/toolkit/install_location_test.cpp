@@ -1,10 +1,9 @@
 #include "toolkit/install_location.h"
 
 #include <filesystem>
-#include <fstream>
-#include <random>
 
 #include "app/launcher_test_fixture.h"
+#include "base/log_test_support.h"
 #include "gtest/gtest.h"
 #include "platform/fake_platform.h"
 #include "platform/fake_process_images.h"
@@ -29,19 +28,11 @@ std::vector<uint8_t> Utf16Value(const std::u16string& text) {
 class InstallLocationTest : public ::testing::Test {
  protected:
   InstallLocationTest() {
-    std::random_device random;
-    base_ = fs::temp_directory_path() / ("orvane_location_test_" + std::to_string(random()));
-    fs::create_directories(base_);
-    base = WinPath(base_);
     fake.SetEnvValue(u"LOCALAPPDATA", base + u"\\local");
     config.install_dir_name = u"Orvane";
     config.data_dir = u"Orvane\\User Data";
     config.product_info_key = u"Orvane";
     config.exe_file_name = u"Orvane.exe";
-  }
-  ~InstallLocationTest() override {
-    std::error_code ignored;
-    fs::remove_all(base_, ignored);
   }
   void SetInstallDir(platform::Hive hive, const std::u16string& dir) {
     fake.registry[platform::FakePlatform::RegistryPath(hive, u"Software\\Orvane")][u"InstallDir"] = {
@@ -55,8 +46,9 @@ class InstallLocationTest : public ::testing::Test {
     return base + u"\\" + std::u16string(name.begin(), name.end());
   }
 
-  fs::path base_;
-  std::u16string base;
+  orvane_test::TempDir temp;
+  const fs::path base_ = temp.path();
+  const std::u16string base = WinPath(base_);
   platform::FakePlatform fake;
   platform::FakeShellFolders folders;
   CProductConfig config;

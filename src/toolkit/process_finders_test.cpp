@@ -1,11 +1,10 @@
 #include "toolkit/process_finders.h"
 
 #include <filesystem>
-#include <fstream>
-#include <random>
 #include <set>
 
 #include "app/launcher_test_fixture.h"
+#include "base/log_test_support.h"
 #include "gtest/gtest.h"
 #include "platform/fake_platform.h"
 #include "platform/fake_process_images.h"
@@ -39,16 +38,8 @@ CProductConfig Config() {
 class FinderTest : public ::testing::Test {
  protected:
   FinderTest() {
-    std::random_device random;
-    base_ = fs::temp_directory_path() / ("orvane_finder_test_" + std::to_string(random()));
     Touch(base_ / "root" / "Orvane.ini");
     fs::create_directories(base_ / "bare" / "app");
-    root = WinPath(base_ / "root") + u"\\";
-    bare = WinPath(base_ / "bare") + u"\\";
-  }
-  ~FinderTest() override {
-    std::error_code ignored;
-    fs::remove_all(base_, ignored);
   }
   // A process that opens and answers `path`.
   void Running(uint32_t pid, const std::u16string& path) {
@@ -61,8 +52,9 @@ class FinderTest : public ::testing::Test {
     return ids;
   }
 
-  fs::path base_;
-  std::u16string root, bare;
+  orvane_test::TempDir temp;
+  const fs::path base_ = temp.path();
+  const std::u16string root = WinPath(base_ / "root") + u"\\", bare = WinPath(base_ / "bare") + u"\\";
   platform::FakePlatform fake;
   FakeProcessImages images;
 };

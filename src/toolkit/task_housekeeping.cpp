@@ -50,6 +50,13 @@ class TaskSession {
     held_ = {service, folder_};
     return hr;
   }
+  // ITaskFolder::GetTask; *registered is null unless a task came back.
+  int32_t GetTask(const std::u16string& name, platform::TaskObject* registered) {
+    const int32_t hr = ts_.GetTask(folder_, name, registered);
+    if (hr < 0) *registered = nullptr;
+    Hold(*registered);
+    return hr;
+  }
   platform::TaskScheduler& scheduler() { return ts_; }
   platform::TaskObject folder() const { return folder_; }
   platform::TaskObject Hold(platform::TaskObject object) {
@@ -89,11 +96,10 @@ int32_t RunUpdateTask(const std::u16string& namePrefix, const std::u16string& pa
   TaskSession session;
   int32_t hr = session.Open();
   if (hr < 0) return hr;
-  platform::TaskScheduler& ts = session.scheduler();
-
   platform::TaskObject registered = nullptr;
-  hr = ts.GetTask(session.folder(), taskName, &registered);
-  if (hr < 0 || session.Hold(registered) == nullptr) return hr;
+  hr = session.GetTask(taskName, &registered);
+  if (registered == nullptr) return hr;
+  platform::TaskScheduler& ts = session.scheduler();
 
   if (!IsLauncherVersionSupported(session.ActionPath(registered))) {
     LogInfo(u"launcher version not support task");
@@ -192,11 +198,9 @@ int32_t DeleteUpdateTask(const std::u16string& taskName, const std::u16string& e
   TaskSession session;
   int32_t hr = session.Open();
   if (hr < 0) return hr;
-  platform::TaskScheduler& ts = session.scheduler();
-
   platform::TaskObject registered = nullptr;
-  hr = ts.GetTask(session.folder(), taskName, &registered);
-  if (hr < 0 || session.Hold(registered) == nullptr) {
+  hr = session.GetTask(taskName, &registered);
+  if (registered == nullptr) {
     LogInfo(u"task %s not exist", taskName);
     return hr;
   }
@@ -206,7 +210,7 @@ int32_t DeleteUpdateTask(const std::u16string& taskName, const std::u16string& e
     LogInfo(u"task path not match. %s - %s", expectedExePath, found);
     return hr;
   }
-  hr = ts.DeleteTask(session.folder(), taskName);
+  hr = session.scheduler().DeleteTask(session.folder(), taskName);
   if (hr >= 0) {
     LogInfo(u"Delete task successfully.");
   } else {

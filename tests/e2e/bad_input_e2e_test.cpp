@@ -1,5 +1,5 @@
-// Inputs that go wrong: broken built-in documents, broken manifests and ini
-// contents, no main executable, an overlong command line.
+// Inputs that go wrong: broken built-in documents, broken manifests, no main
+// executable, an overlong command line, odd objects where files belong.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -35,19 +35,17 @@ TEST(BadInput, BrokenBuiltInDocumentsEndWithTheirCodes) {
     const fs::path launcher = box.InstallLauncher(VariantProgram(row.variant));
     box.AddVersion("1.78.4");
     EXPECT_TRUE(EndedWith(box.Run(launcher, ""), row.exitCode));
-    P().SleepMs(100);
-    EXPECT_TRUE(box.Records().empty());
+    // A start would come after the version directory became "app": that it
+    // is still there shows no start was tried, without waiting for a record.
     EXPECT_TRUE(fs::exists(box.root() / "1.78.4")) << "nothing was renamed";
+    EXPECT_TRUE(box.Records().empty());
     EXPECT_FALSE(fs::exists(box.IniPath()));
     EXPECT_EQ(fs::exists(box.LogPath()), row.logWritten);
     if (!row.logWritten) continue;
+    // What a broken locale logs is VornAppTest.ResourceFailuresAreLogged's.
     const LogView log(box.LogPath());
     ASSERT_FALSE(log.lines.empty()) << log.Dump();
     EXPECT_EQ(log.lines.front().message, "------------ Log start -------------");
-    EXPECT_TRUE(std::any_of(log.lines.begin(), log.lines.end(), [](const LogLine& line) {
-      return line.level == "ERRO" &&
-             line.message.rfind("CInstallWindow::_InitConfigInfo, parse locale json failed, json=", 0) == 0;
-    })) << log.Dump();
   }
 }
 
@@ -86,28 +84,6 @@ TEST(BadInput, ManifestRows) {
       if (const size_t at = message.find("R\\"); at != std::string::npos) message.replace(at, 2, R);
       EXPECT_TRUE(HasLinesInOrder(LogView(box.LogPath()), {{"ERRO", message}}, kDefaultSpanMode));
     }
-  }
-}
-
-// Orvane.ini is one bare name: a line end behind it makes it name nothing,
-// the default directory is started, and the file is rewritten plainly. The
-// same name in another case is no change.
-TEST(BadInput, IniRows) {
-  const struct {
-    const char* ini;
-    const char* afterwards;
-    const char* logged;
-  } rows[] = {{"app\n", "app", "Write 'app' to Orvane.ini"}, {"APP", "APP", "Orvane.ini no change"}};
-  for (size_t i = 0; i < std::size(rows); ++i) {
-    SCOPED_TRACE(testing::Message() << "ini '" << rows[i].ini << "'");
-    Sandbox box("Ini-" + std::to_string(i));
-    const fs::path launcher = box.InstallWithApp();
-    WriteFile(box.IniPath(), rows[i].ini);
-    EXPECT_TRUE(EndedWith(box.Run(launcher, ""), 0));
-    ASSERT_EQ(box.WaitForRecords(1).size(), 1u);
-    EXPECT_EQ(ReadFile(box.IniPath()), rows[i].afterwards);
-    const LogView log(box.LogPath());
-    EXPECT_EQ(FindMessage(log, rows[i].logged).size(), 1u) << log.Dump();
   }
 }
 

@@ -1,6 +1,7 @@
 // The gate between real launcher processes: the single-instance mutex, the
-// wake-up semaphore of a delayed automatic start, the running-application
-// check, and the update mutex held by an updater (here: this test).
+// wake-up semaphore of a delayed automatic start, and the update mutex held
+// by an updater (here: this test). A delay that runs out and a running
+// application are rows of AutoLaunchGateTest.StateTable and RunTest.OutcomeRows.
 #include <string>
 #include <vector>
 
@@ -52,51 +53,6 @@ TEST(Gate, SecondLauncherCutsTheDelayShortAndEnds) {
     EXPECT_FALSE(line.pidField == Pid5(second.pid) && line.message.rfind("CmdLine size", 0) == 0) << line.message;
   }
   EXPECT_EQ(ReadFile(box.ReportPath()), "");
-}
-
-TEST(Gate, DelayThatRunsOutLaunchesAsAutomaticStart) {
-  Sandbox box("GateTimeout");
-  const fs::path launcher = box.InstallWithApp();
-  const int64_t started = NowMsMonotonic();
-  EXPECT_TRUE(EndedWith(box.Run(launcher, std::string(kDelayed) + "1"), 0));
-  EXPECT_GE(NowMsMonotonic() - started, 1000);
-
-  const std::vector<ProbeRecord> records = box.WaitForRecords(1);
-  ASSERT_EQ(records.size(), 1u);
-  ASSERT_EQ(records[0].argv.size(), 2u);
-  EXPECT_EQ(records[0].argv[0], "--launch_from=auto-launch");
-  const LogView log(box.LogPath());
-  EXPECT_EQ(FindMessage(log, "Launch app after delay 1 seconds").size(), 1u) << log.Dump();
-}
-
-TEST(Gate, RunningApplicationAfterTheDelayStartsNothing) {
-  Sandbox box("GateAppRunning");
-  const fs::path launcher = box.InstallWithApp();
-
-  // The application, already running from elsewhere under its own name,
-  // writing its record elsewhere.
-  const fs::path running = box.base() / "running" / "Orvane.exe";
-  fs::create_directories(running.parent_path());
-  fs::copy_file(ProbeProgram(), running);
-  const fs::path runningRecord = box.base() / "running.jsonl";
-  const std::u16string runningRecord16 = Native16(runningRecord), record16 = Native16(box.RecordPath()),
-                       stay = u"30000";
-  P().SetEnv(u"ORVANE_PROBE_RECORD", &runningRecord16);
-  P().SetEnv(u"ORVANE_PROBE_STAY_MS", &stay);
-  platform::ProcessInfo app;
-  const bool appStarted = box.Start(running, "", &app);
-  P().SetEnv(u"ORVANE_PROBE_RECORD", &record16);
-  P().SetEnv(u"ORVANE_PROBE_STAY_MS", nullptr);
-  ASSERT_TRUE(appStarted);
-  ASSERT_TRUE(PollFor(5000, [&] { return !ReadFile(runningRecord).empty(); })) << "the application never started";
-
-  EXPECT_TRUE(EndedWith(box.Run(launcher, std::string(kDelayed) + "1"), -19));
-  P().SleepMs(200);
-  EXPECT_TRUE(box.Records().empty());
-  EXPECT_FALSE(fs::exists(box.IniPath()));
-  const LogView log(box.LogPath());
-  EXPECT_EQ(FindMessage(log, "App is running, skip auto launch").size(), 1u) << log.Dump();
-  EXPECT_TRUE(FindMessage(log, "CmdLine size is 0").empty());
 }
 
 // While an updater holds the update mutex, every invocation shows the

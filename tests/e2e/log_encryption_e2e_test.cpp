@@ -1,6 +1,6 @@
-// The paths in the launcher's log: encrypted natively (and read back with the
-// development private key), size notes with --disallow_encode_log, and the
-// encoder's failure road where the platform refuses raw RSA.
+// The paths in the launcher's log: size notes with --disallow_encode_log, and
+// the encoder's failure road where the platform refuses raw RSA. Natively
+// encrypted paths are read back in LogTool.PrintsPathsInClearAndMarksWhatAnotherKeyCannotRead.
 #include <string>
 #include <vector>
 
@@ -45,27 +45,7 @@ TEST(LogEncryption, DisallowedEncodingWritesSizeNotesAndNoError) {
   }
 }
 
-#ifndef _WIN32
-// Natively every span is ciphertext that the development private key turns
-// back into the clear text: one 64-byte block per started 64 bytes of span.
-TEST(LogEncryption, PathsAreEncryptedAndDecryptWithTheDevelopmentKey) {
-  Sandbox box("LogEncrypted");
-  const std::vector<ExpectedLine> lines = StartOnce(box, "");
-  const LogView log(box.LogPath());
-  EXPECT_TRUE(HasLinesInOrder(log, lines, SpanMode::kEncrypted));
-  const size_t base64Size = ((LaunchSpan(box) + 63) / 64 * 64 + 2) / 3 * 4;
-  size_t launchLines = 0;
-  for (size_t i = 0; i < log.lines.size(); ++i) {
-    const std::string& message = log.lines[i].message;
-    EXPECT_EQ(message.find('\\'), std::string::npos) << "a path in clear: " << log.raw[i];
-    EXPECT_EQ(message.find("str size:"), std::string::npos) << "encoder failed: " << log.raw[i];
-    if (message.rfind("Launch app ", 0) != 0) continue;
-    ++launchLines;
-    EXPECT_EQ(message.find(' ', 11), 11 + base64Size) << message;
-  }
-  EXPECT_EQ(launchLines, 1u) << log.Dump();
-}
-#else
+#ifdef _WIN32
 // Under Wine the platform refuses raw RSA, and the first span of a run takes
 // the encoder's failure road; every later span is a size note. Which road,
 // and whether the log sees it, is decided by that first span:

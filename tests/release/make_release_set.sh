@@ -10,7 +10,7 @@
 #                                     Co., Ltd." from a PEM pair / a PKCS#12 file
 #   unsigned/Orvane.exe               the release without a certificate
 #   old-version.exe                   <old-launcher.exe> as built
-#   probe-own.exe, probe-foreign.exe, probe-unsigned.exe   children
+#   probe-own.exe, probe-foreign.exe   children
 # No key or certificate stays behind.
 set -eu
 
@@ -87,6 +87,5 @@ cmp -s "$out/unsigned/Orvane.exe" "$launcher" || { echo "release set: the unsign
 cp "$old" "$out/old-version.exe"
 osslsigncode sign -certs "$keys/own.crt" -key "$keys/own.key" -h sha256 -in "$probe" -out "$out/probe-own.exe" >/dev/null
 osslsigncode sign -certs "$keys/foreign.crt" -key "$keys/foreign.key" -h sha256 -in "$probe" -out "$out/probe-foreign.exe" >/dev/null
-cp "$probe" "$out/probe-unsigned.exe"
 rm -rf "$keys" "$out/bad-password" "$out/bad-ca" "$out/bad-version" "$out/old"
 echo "release set ready in $out"
