@@ -28,8 +28,6 @@ class SuccessEvent {
   platform::Handle handle_;
 };
 
-std::string Quoted(const fs::path& path) { return "\"" + WinForm(path) + "\""; }
-
 std::string ReportLines(const Sandbox& box) { return ReadFile(box.ReportPath()); }
 
 // "--mode=silent --dir=\"C:\\A B\"" in UTF-8 and Base64, without its padding.
@@ -42,8 +40,8 @@ TEST(Broker, StartsTheChildWithDecodedParametersAndSignalsSuccess) {
   SuccessEvent event;
   ASSERT_TRUE(event.valid());
 
-  const RunResult run = box.Run(launcher, "--command=run_update --run-type=run_update --run-exe=" + Quoted(child) +
-                                              " --run-params=" + kParams + " --wait-time-ms=20000");
+  const RunResult run =
+      box.Run(launcher, BrokerSwitches(child) + " --run-params=" + kParams + " --wait-time-ms=20000");
   ASSERT_TRUE(EndedWith(run, 1)) << run.stderrText;
   const std::vector<ProbeRecord> records = box.WaitForRecords(1);
   ASSERT_EQ(records.size(), 1u);
@@ -133,8 +131,7 @@ TEST(Broker, AWaitTimeThatIsNoNumberEndsTheProcessAfterTheStart) {
     const fs::path launcher = box.InstallLauncher();
     const fs::path child = box.AddVersion("updater", "child.exe");
     SuccessEvent event;
-    const RunResult run = box.Run(launcher, "--command=run_update --run-type=run_update --run-exe=" + Quoted(child) +
-                                                " --wait-time-ms=" + wait);
+    const RunResult run = box.Run(launcher, BrokerSwitches(child) + " --wait-time-ms=" + wait);
     EXPECT_TRUE(EndedWith(run, 3));
     EXPECT_EQ(box.WaitForRecords(1).size(), 1u) << "the child was started first";
     EXPECT_FALSE(event.Signalled());
@@ -176,20 +173,14 @@ TEST(BrokerSigners, Matrix) {
     // A directory of its own per row: nothing of an earlier row's processes
     // can still hold this row's files or directories.
     Sandbox box("BrokerSigners" + std::to_string(i));
-    const fs::path launcher = box.root() / "Orvane.exe";
-    fs::copy_file(signedDir / (std::string("launcher-") + row.launcher + ".exe"), launcher);
-    const fs::path child = box.root() / "updater" / "child.exe";
-    fs::create_directories(child.parent_path());
-    fs::copy_file(signedDir / (std::string("probe-") + row.child + ".exe"), child);
+    const fs::path child = box.InstallBrokerPair(signedDir / (std::string("launcher-") + row.launcher + ".exe"),
+                                                 signedDir / (std::string("probe-") + row.child + ".exe"));
     SuccessEvent event;
 
-    const RunResult run = box.Run(launcher, "--command=run_update --run-type=run_update --run-exe=" + Quoted(child) +
-                                                " --wait-time-ms=20000");
+    const RunResult run = box.Run(box.root() / "Orvane.exe", BrokerSwitches(child) + " --wait-time-ms=20000");
     const LogView log(box.LogPath());
     EXPECT_TRUE(EndedWith(run, row.result)) << log.Dump();
-    bool found = false;
-    for (const LogLine& line : log.lines) found = found || line.message.find(row.logged) != std::string::npos;
-    EXPECT_TRUE(found) << log.Dump();
+    EXPECT_TRUE(LogHolds(log, row.logged)) << log.Dump();
     if (row.result == 1) {
       EXPECT_EQ(box.WaitForRecords(1).size(), 1u);
       EXPECT_TRUE(event.Signalled());

@@ -164,6 +164,20 @@ fs::path Sandbox::InstallLauncher(const fs::path& program) {
   return target;
 }
 
+std::string Quoted(const fs::path& path) { return "\"" + WinForm(path) + "\""; }
+
+std::string BrokerSwitches(const fs::path& child) {
+  return "--command=run_update --run-type=run_update --run-exe=" + Quoted(child);
+}
+
+fs::path Sandbox::InstallBrokerPair(const fs::path& launcher, const fs::path& child) {
+  fs::copy_file(launcher, root_ / "Orvane.exe");
+  const fs::path placed = root_ / "updater" / "child.exe";
+  fs::create_directories(placed.parent_path());
+  fs::copy_file(child, placed);
+  return placed;
+}
+
 fs::path Sandbox::AddVersion(const std::string& dirName, const std::string& exeName) {
   const fs::path exe = root_ / fs::u8path(dirName) / fs::u8path(exeName);
   fs::create_directories(exe.parent_path());
@@ -319,6 +333,13 @@ std::vector<size_t> FindMessage(const LogView& log, const std::string& message) 
     if (log.lines[i].message == message) hits.push_back(i);
   }
   return hits;
+}
+
+bool LogHolds(const LogView& log, const std::string& text) {
+  for (const LogLine& line : log.lines) {
+    if (line.message.find(text) != std::string::npos) return true;
+  }
+  return false;
 }
 
 }  // namespace e2e

@@ -35,6 +35,10 @@ std::string WinForm(const fs::path& path);
 // The path as this platform's own APIs take it (POSIX form natively).
 std::u16string Native16(const fs::path& path);
 std::string ReadFile(const fs::path& path);  // empty when missing
+// The path in Windows form and in double quotes, as a command line holds it.
+std::string Quoted(const fs::path& path);
+// The update broker's switches, as the scheduled task passes them, for `child`.
+std::string BrokerSwitches(const fs::path& child);
 void WriteFile(const fs::path& path, const std::string& bytes);
 
 // Polls `done` every 10 ms for up to `timeoutMs`.
@@ -82,6 +86,10 @@ class Sandbox {
   fs::path InstallWithApp() { return AddVersion("app"), InstallLauncher(); }
   // Creates root/dirName holding the probe as `exeName`; returns the exe path.
   fs::path AddVersion(const std::string& dirName, const std::string& exeName = "Orvane.exe");
+  // Copies a launcher and a child where the broker tests run them: the
+  // launcher as root/Orvane.exe, the child as root/updater/child.exe, whose
+  // path is returned.
+  fs::path InstallBrokerPair(const fs::path& launcher, const fs::path& child);
 
   fs::path LogPath() const { return local_ / "Orvane/User Data/sdk_storage/log/Orvane-launcher.log"; }
   fs::path ReportPath() const { return local_ / "Orvane/User Data/update/update_report.json"; }
@@ -156,5 +164,7 @@ struct LogView {
                                            size_t from = 0);
 // Indices of the lines whose message equals `message` exactly as written.
 std::vector<size_t> FindMessage(const LogView& log, const std::string& message);
+// Whether some line's message holds `text`.
+bool LogHolds(const LogView& log, const std::string& text);
 
 }  // namespace e2e

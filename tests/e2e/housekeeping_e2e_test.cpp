@@ -101,8 +101,6 @@ TEST_F(TaskResultTest, AGoneLauncherLeavesOnlyTheEvent) {
   P().CloseObject(held);
 }
 
-std::string Quoted(const fs::path& path) { return "\"" + WinForm(path) + "\""; }
-
 // The launcher as the scheduled task runs it, watched as RunUpdateTask
 // watches it: a child the broker accepts is started and the wait answers
 // yes; a child of a foreign signer is refused, never runs, and the wait
@@ -120,14 +118,10 @@ TEST(UpdateRoundTrip, TheWaitingSideLearnsWhatTheBrokerDid) {
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.launcher) + " " + row.child);
     Sandbox box("RoundTrip");
-    const fs::path launcher = box.root() / "Orvane.exe";
-    fs::copy_file(*row.launcher ? SignedDir() / row.launcher : LauncherProgram(), launcher);
-    const fs::path child = box.root() / "updater" / "child.exe";
-    fs::create_directories(child.parent_path());
-    fs::copy_file(*row.child ? SignedDir() / row.child : ProbeProgram(), child);
-
+    const fs::path child = box.InstallBrokerPair(*row.launcher ? SignedDir() / row.launcher : LauncherProgram(),
+                                                 *row.child ? SignedDir() / row.child : ProbeProgram());
     platform::ProcessInfo run;
-    ASSERT_TRUE(box.Start(launcher, "--command=run_update --run-type=run_update --run-exe=" + Quoted(child), &run));
+    ASSERT_TRUE(box.Start(box.root() / "Orvane.exe", BrokerSwitches(child), &run));
     EXPECT_EQ(WaitForTaskResult(kSuccessEvent, run.pid), row.accepted);
     const RunResult result = box.Wait(run);
     EXPECT_TRUE(EndedWith(result, row.accepted ? 1 : -14));

@@ -55,19 +55,13 @@ TEST(Release, TheBrokerAcceptsTheReleaseSignerAndRefusesOthers) {
     const auto& row = rows[i];
     SCOPED_TRACE(std::string("release ") + row.release + ", child " + row.child);
     Sandbox box("Release" + std::to_string(i));
-    const fs::path launcher = box.root() / "Orvane.exe";
-    fs::copy_file(set / row.release / "Orvane.exe", launcher);
-    const fs::path child = box.root() / "updater" / "child.exe";
-    fs::create_directories(child.parent_path());
-    fs::copy_file(set / (std::string("probe-") + row.child + ".exe"), child);
+    const fs::path child = box.InstallBrokerPair(set / row.release / "Orvane.exe",
+                                                 set / (std::string("probe-") + row.child + ".exe"));
 
-    const RunResult run = box.Run(launcher, "--command=run_update --run-type=run_update --run-exe=\"" +
-                                                WinForm(child) + "\" --wait-time-ms=20000");
+    const RunResult run = box.Run(box.root() / "Orvane.exe", BrokerSwitches(child) + " --wait-time-ms=20000");
     const LogView log(box.LogPath());
     EXPECT_TRUE(EndedWith(run, row.result)) << log.Dump();
-    bool found = false;
-    for (const LogLine& line : log.lines) found = found || line.message.find(row.logged) != std::string::npos;
-    EXPECT_TRUE(found) << log.Dump();
+    EXPECT_TRUE(LogHolds(log, row.logged)) << log.Dump();
     if (row.result == 1) {
       EXPECT_EQ(box.WaitForRecords(1).size(), 1u);
     } else {
