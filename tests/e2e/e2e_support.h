@@ -94,7 +94,6 @@ class Sandbox {
   fs::path LogPath() const { return local_ / "Orvane/User Data/sdk_storage/log/Orvane-launcher.log"; }
   fs::path ReportPath() const { return local_ / "Orvane/User Data/update/update_report.json"; }
   fs::path IniPath() const { return root_ / "Orvane.ini"; }
-  const fs::path& RecordPath() const { return record_; }
 
   // Starts `program` with the argument text as it stands on a Windows
   // command line after the program's name. Wait kills the child on time-out.
