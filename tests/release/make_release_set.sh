@@ -29,11 +29,7 @@ rm -rf "$out"
 mkdir -p "$out/keys"
 keys="$out/keys"
 
-make_cert() {  # name subject
-  openssl req -x509 -newkey rsa:2048 -nodes -sha256 -days 2 \
-    -keyout "$keys/$1.key" -out "$keys/$1.crt" -subj "/CN=$2" \
-    -addext "extendedKeyUsage=codeSigning" >/dev/null 2>&1
-}
+. "$(dirname "$0")/../e2e/signing/signing.sh"
 make_cert own "Arvenna Systems Co., Ltd."
 make_cert foreign "Kestrel Foreign Software Ltd."
 openssl pkcs12 -export -in "$keys/own.crt" -inkey "$keys/own.key" -passout pass:release-pw -out "$keys/own.p12"
@@ -85,7 +81,7 @@ done
 cmp -s "$out/unsigned/Orvane.exe" "$launcher" || { echo "release set: the unsigned release differs from the build" >&2; exit 1; }
 
 cp "$old" "$out/old-version.exe"
-osslsigncode sign -certs "$keys/own.crt" -key "$keys/own.key" -h sha256 -in "$probe" -out "$out/probe-own.exe" >/dev/null
-osslsigncode sign -certs "$keys/foreign.crt" -key "$keys/foreign.key" -h sha256 -in "$probe" -out "$out/probe-foreign.exe" >/dev/null
+sign own "$probe" "$out/probe-own.exe"
+sign foreign "$probe" "$out/probe-foreign.exe"
 rm -rf "$keys" "$out/bad-password" "$out/bad-ca" "$out/bad-version" "$out/old"
 echo "release set ready in $out"

@@ -24,15 +24,8 @@ launcher=$3
 rm -rf "$out"
 mkdir -p "$out/keys"
 
-make_cert() {  # name subject
-  openssl req -x509 -newkey rsa:2048 -nodes -sha256 -days 2 \
-    -keyout "$out/keys/$1.key" -out "$out/keys/$1.crt" -subj "/CN=$2" \
-    -addext "extendedKeyUsage=codeSigning" >/dev/null 2>&1
-}
-
-sign() {  # name in out
-  osslsigncode sign -certs "$out/keys/$1.crt" -key "$out/keys/$1.key" -h sha256 -in "$2" -out "$3" >/dev/null
-}
+keys="$out/keys"
+. "$(dirname "$0")/signing.sh"
 
 # Changes one byte of the DOS stub's text: covered by the signature's digest,
 # never executed.
