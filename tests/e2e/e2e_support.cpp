@@ -1,6 +1,7 @@
 #include "e2e_support.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -108,7 +109,7 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
 #ifndef _WIN32
   want &= 0xFFu;
 #endif
-  if (!run.finished) return ::testing::AssertionFailure() << "timed out, or did not start";
+  if (!run.finished) return ::testing::AssertionFailure() << (run.why.empty() ? "did not start" : run.why);
   if (run.exitCode == want) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "exit code " << run.exitCode << ", not " << want;
 }
@@ -191,7 +192,17 @@ bool Sandbox::Start(const fs::path& program, const std::string& argumentText, pl
 
 bool Sandbox::StartLine(std::u16string commandLine, const std::string& argumentText, platform::ProcessInfo* child) {
   if (!argumentText.empty()) commandLine += u" " + U16(argumentText);
-  if (!P().StartProcess(commandLine, u"", child)) return false;
+  if (!P().StartProcess(commandLine, u"", child)) {
+    // A start the system refuses is the harness's problem, not the program's:
+    // say why on standard error, and try once more.
+    const uint32_t error = P().LastError();
+    std::fprintf(stderr, "start refused with error %u, trying once more: %s\n", static_cast<unsigned>(error),
+                 platform::Utf16ToUtf8(commandLine).c_str());
+    if (!P().StartProcess(commandLine, u"", child)) {
+      std::fprintf(stderr, "start refused again with error %u\n", static_cast<unsigned>(P().LastError()));
+      return false;
+    }
+  }
   if (child->thread != nullptr) P().CloseObject(child->thread);
   child->thread = nullptr;
   started_.push_back(*child);
@@ -201,12 +212,16 @@ bool Sandbox::StartLine(std::u16string commandLine, const std::string& argumentT
 RunResult Sandbox::Wait(const platform::ProcessInfo& child, uint32_t timeoutMs) {
   RunResult result;
   result.pid = child.pid;
-  if (P().WaitOne(child.process, timeoutMs) != platform::kWaitObject0) {
+  const uint32_t waited = P().WaitOne(child.process, timeoutMs);
+  if (waited != platform::kWaitObject0) {
+    result.why = "wait answered " + std::to_string(waited) + " (error " + std::to_string(P().LastError()) +
+                 ") after at most " + std::to_string(timeoutMs) + " ms; killed";
     P().Terminate(child.process, 0xDEAD);
     P().WaitOne(child.process, 5000);
     return result;
   }
   result.finished = P().ExitCodeOf(child.process, &result.exitCode);
+  if (!result.finished) result.why = "exit code unreadable, error " + std::to_string(P().LastError());
   return result;
 }
 

@@ -54,6 +54,7 @@ struct RunResult {
   bool finished = false;  // false: timed out and killed, or never started
   uint32_t exitCode = 0, pid = 0;
   std::string stderrText;  // natively
+  std::string why;         // when not finished: what happened instead
 };
 // Whether the run finished with the exit code of a process whose Run returned
 // `expected`: all 32 bits on Windows, the low 8 bits for a Linux parent.
