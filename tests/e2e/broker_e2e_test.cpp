@@ -1,13 +1,18 @@
 // The update broker (--command=run_update) against the built launcher: the
 // child's command line, directory and wait, the success event, the report,
 // the failures a real process can reach, and, under Wine, the signer matrix
-// with programs signed for this run.
+// with programs signed for this run (tests/e2e/signing/make_signed_set.sh)
+// and the shipped launcher as scripts/release-package leaves it
+// (tests/release/make_release_set.sh).
+#include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "e2e_support.h"
 #include "gtest/gtest.h"
 #include "platform/named_events.h"
+#include "toolkit/task_housekeeping.h"
 
 namespace e2e {
 namespace {
@@ -140,14 +145,33 @@ TEST(Broker, AWaitTimeThatIsNoNumberEndsTheProcessAfterTheStart) {
 }
 
 #ifdef _WIN32
+// One run of `launcher` as the broker of `child`, each in a directory of its
+// own: nothing of an earlier row's processes can still hold its files.
+void ExpectBrokerRun(const std::string& name, const fs::path& launcher, const fs::path& child, int32_t result,
+                     const char* logged) {
+  Sandbox box(name);
+  const fs::path placed = box.InstallBrokerPair(launcher, child);
+  SuccessEvent event;
+  const RunResult run = box.Run(box.root() / "Orvane.exe", BrokerSwitches(placed) + " --wait-time-ms=20000");
+  const LogView log(box.LogPath());
+  EXPECT_TRUE(EndedWith(run, result)) << log.Dump();
+  EXPECT_TRUE(LogHolds(log, logged)) << log.Dump();
+  EXPECT_EQ(event.Signalled(), result == 1);
+  if (result == 1) {
+    EXPECT_EQ(box.WaitForRecords(1).size(), 1u);
+    return;
+  }
+  // The launcher has ended; a child it started would have written first thing.
+  EXPECT_TRUE(box.Records().empty()) << "a rejected child was started";
+  for (const LogLine& line : log.lines) EXPECT_NE(line.message.rfind("run exe ", 0), 0u) << line.message;
+}
+
 // The signer matrix with real signatures (Wine's trust provider checks the
-// digest and reads the subject; it does not check the root). The programs
-// were signed for this run by tests/e2e/signing/make_signed_set.sh.
+// digest and reads the subject; it does not check the root).
 TEST(BrokerSigners, Matrix) {
   const fs::path signedDir = SignedDir();
   ASSERT_FALSE(signedDir.empty()) << "ORVANE_SIGNED_DIR is not set: the signed set was not made";
   ASSERT_TRUE(fs::exists(signedDir / "probe-corvel.exe")) << "the signed set is missing in " << signedDir;
-
   const struct {
     const char* launcher;  // launcher-<x>.exe
     const char* child;     // probe-<x>.exe
@@ -168,28 +192,51 @@ TEST(BrokerSigners, Matrix) {
       {"tampered", "corvel", -13, "signatures error"},
   };
   for (size_t i = 0; i < std::size(rows); ++i) {
-    const auto& row = rows[i];
-    SCOPED_TRACE(std::string("launcher ") + row.launcher + ", child " + row.child);
-    // A directory of its own per row: nothing of an earlier row's processes
-    // can still hold this row's files or directories.
-    Sandbox box("BrokerSigners" + std::to_string(i));
-    const fs::path child = box.InstallBrokerPair(signedDir / (std::string("launcher-") + row.launcher + ".exe"),
-                                                 signedDir / (std::string("probe-") + row.child + ".exe"));
-    SuccessEvent event;
+    SCOPED_TRACE(std::string("launcher ") + rows[i].launcher + ", child " + rows[i].child);
+    ExpectBrokerRun("BrokerSigners" + std::to_string(i),
+                    signedDir / (std::string("launcher-") + rows[i].launcher + ".exe"),
+                    signedDir / (std::string("probe-") + rows[i].child + ".exe"), rows[i].result, rows[i].logged);
+  }
+}
 
-    const RunResult run = box.Run(box.root() / "Orvane.exe", BrokerSwitches(child) + " --wait-time-ms=20000");
-    const LogView log(box.LogPath());
-    EXPECT_TRUE(EndedWith(run, row.result)) << log.Dump();
-    EXPECT_TRUE(LogHolds(log, row.logged)) << log.Dump();
-    if (row.result == 1) {
-      EXPECT_EQ(box.WaitForRecords(1).size(), 1u);
-      EXPECT_TRUE(event.Signalled());
-    } else {
-      // The launcher has ended; a child it started would have written first thing.
-      EXPECT_TRUE(box.Records().empty()) << "a rejected child was started";
-      for (const LogLine& line : log.lines) EXPECT_NE(line.message.rfind("run exe ", 0), 0u) << line.message;
-      EXPECT_FALSE(event.Signalled());
-    }
+// The release signed with the product's own certificate starts children of
+// that signer and no stranger's; the unsigned release keeps to what its
+// one-line warning says.
+TEST(Release, TheBrokerAcceptsTheReleaseSignerAndRefusesOthers) {
+  const fs::path set = ReleaseSetDir();
+  ASSERT_FALSE(set.empty()) << "ORVANE_RELEASE_SET_DIR is not set: the release set was not made";
+  ASSERT_TRUE(fs::exists(set / "pem" / "Orvane.exe")) << "the release set is missing in " << set;
+  const struct {
+    const char* release;  // <release>/Orvane.exe
+    const char* child;    // probe-<child>.exe
+    int32_t result;
+    const char* logged;
+  } rows[] = {
+      // The launcher's own signer, in none of the fixed names: accepted as its own.
+      {"pem", "own", 1, "run exe "},
+      {"pem", "foreign", -14,
+       "signatures is not match. cur is:Arvenna Systems Co., Ltd., exe is:Kestrel Foreign Software Ltd."},
+      // What the unsigned release's warning says: the product's own signed programs are refused.
+      // (Unsigned children and the fixed names are BrokerSigners.Matrix's rows.)
+      {"unsigned", "own", -14, "signatures is not match. cur is:, exe is:Arvenna Systems Co., Ltd."},
+  };
+  for (size_t i = 0; i < std::size(rows); ++i) {
+    SCOPED_TRACE(std::string("release ") + rows[i].release + ", child " + rows[i].child);
+    ExpectBrokerRun("Release" + std::to_string(i), set / rows[i].release / "Orvane.exe",
+                    set / (std::string("probe-") + rows[i].child + ".exe"), rows[i].result, rows[i].logged);
+  }
+}
+
+// The installer toolkit takes the release for the update task and refuses a
+// launcher built below 6.1.0.
+TEST(Release, InstallersTakeTheReleaseAndRefuseAnOlderLauncher) {
+  const fs::path set = ReleaseSetDir();
+  ASSERT_FALSE(set.empty()) << "ORVANE_RELEASE_SET_DIR is not set: the release set was not made";
+  for (const auto& [file, supported] : {std::pair{"pem/Orvane.exe", true},
+                                        {"unsigned/Orvane.exe", true},
+                                        {"old-version.exe", false}}) {  // built with version 6.0.9
+    ASSERT_TRUE(fs::exists(set / file)) << file;
+    EXPECT_EQ(IsLauncherVersionSupported(Native16(set / file)), supported) << file;
   }
 }
 #endif
