@@ -1,6 +1,7 @@
 #include "app/launcher_app.h"
 
 #include <string>
+#include <tuple>
 
 #include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
@@ -71,10 +72,9 @@ TEST_F(RunTest, UpdatingBoxAndNoGate) {
   fake.heldMutexes.push_back(kUpdateMutexName);
   EXPECT_EQ(app.Run(u""), -11);
   ASSERT_EQ(fake.messageBoxes.size(), 1u);
-  EXPECT_TRUE(fake.messageBoxes[0].indirect);
-  EXPECT_EQ(fake.messageBoxes[0].caption.value_or(u""), u"Orvane");
-  EXPECT_EQ(fake.messageBoxes[0].style, 128u);
-  EXPECT_EQ(fake.messageBoxes[0].iconId, 102);
+  const auto& box = fake.messageBoxes[0];
+  EXPECT_EQ(std::make_tuple(box.indirect, box.caption.value_or(u""), box.style, box.iconId),
+            std::make_tuple(true, std::u16string(u"Orvane"), 128u, 102));
   EXPECT_EQ(fake.CallCount("NewMutex"), 1u);  // the probe only
 }
 

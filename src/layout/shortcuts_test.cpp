@@ -1,6 +1,7 @@
 #include "layout/shortcuts.h"
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "app/launcher_test_fixture.h"
@@ -80,11 +81,8 @@ TEST_F(ShortcutsTest, RepairTable) {
     EXPECT_EQ(links.saved, want);
     for (const std::u16string& path : want) {
       const Shortcut& s = links.shortcuts[path];
-      EXPECT_EQ(s.target, launcher);
-      EXPECT_EQ(s.iconPath, launcher);
-      EXPECT_EQ(s.iconIndex, 0);
-      EXPECT_EQ(s.workingDirectory, R + u"app\\");
-      EXPECT_EQ(s.arguments, u"--from-pin");
+      EXPECT_EQ(std::tie(s.target, s.iconPath, s.iconIndex, s.workingDirectory, s.arguments),
+                std::make_tuple(launcher, launcher, 0, R + u"app\\", std::u16string(u"--from-pin")));
     }
   }
 }
