@@ -351,10 +351,8 @@ std::vector<size_t> FindMessage(const LogView& log, const std::string& message) 
 }
 
 bool LogHolds(const LogView& log, const std::string& text) {
-  for (const LogLine& line : log.lines) {
-    if (line.message.find(text) != std::string::npos) return true;
-  }
-  return false;
+  return std::any_of(log.lines.begin(), log.lines.end(),
+                     [&](const LogLine& line) { return line.message.find(text) != std::string::npos; });
 }
 
 }  // namespace e2e

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <regex>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "e2e_support.h"
@@ -54,8 +55,7 @@ TEST(NormalStart, StartsTheVersionUnderTheConfiguredNamesAndRecordsIt) {
   EXPECT_TRUE(log.endsInCrLf);
   ASSERT_FALSE(log.lines.empty()) << "every line has the format\n" << log.Dump();
   for (const LogLine& line : log.lines) {
-    EXPECT_EQ(line.pidField, Pid5(run.pid));
-    EXPECT_EQ(line.tag, "launcher");
+    EXPECT_EQ(std::tie(line.pidField, line.tag), std::make_tuple(Pid5(run.pid), std::string("launcher")));
   }
   EXPECT_EQ(log.lines.front().message, "------------ Log start -------------");
   EXPECT_TRUE(HasLinesInOrder(log,
@@ -205,11 +205,6 @@ TEST(NormalStart, LinuxArgumentsReachTheApplicationWhole) {
   EXPECT_EQ(kinds, (std::vector<std::string>{"file", "dir", "lnk"}));
 }
 #endif
-}  // namespace
-}  // namespace e2e
-
-namespace e2e {
-namespace {
 
 // After the start, every other copy of the application and every empty
 // directory of the root is gone, a read-only file included; a foreign
