@@ -55,22 +55,22 @@ TEST(Finders, ProbeIsFoundOnlyFromAnInstallRootWithItsIni) {
     const platform::ProcessInfo probe = StartStaying(box, exe);
     ASSERT_NE(probe.pid, 0u);
 
-    std::vector<CFoundProcess> found;
-    CVornProcessFinder().Find(config, &found, u"");
-    EXPECT_EQ(Lists(found, probe.pid), row.found);
-    found.clear();
-    CVornProcessFinder().Find(config, &found, U16(box.RootText()));
-    EXPECT_EQ(Lists(found, probe.pid), row.found);
+    for (const std::u16string& root : {std::u16string(), U16(box.RootText())}) {
+      std::vector<CFoundProcess> found;
+      CVornProcessFinder().Find(config, &found, root);
+      EXPECT_EQ(Lists(found, probe.pid), row.found) << "root '" << platform::Utf16ToUtf8(root) << "'";
+    }
 
     // Whatever its ini, the probe runs from below the root, and the walk
     // reads its full path.
-    found.clear();
+    std::vector<CFoundProcess> found;
     EXPECT_TRUE(CDirectoryProcessFinder().Find(&found, U16(box.RootText())));
     ASSERT_TRUE(Lists(found, probe.pid));
     const auto hit = std::find_if(found.begin(), found.end(),
                                   [&](const CFoundProcess& p) { return p.processId == probe.pid; });
     EXPECT_EQ(CompareNoCase(hit->path, U16(WinForm(exe))), 0) << platform::Utf16ToUtf8(hit->path);
-    EXPECT_EQ(CompareNoCase(GetProcessFilePath(probe.pid), U16(WinForm(exe))), 0) << platform::Utf16ToUtf8(GetProcessFilePath(probe.pid));
+    EXPECT_EQ(CompareNoCase(GetProcessFilePath(probe.pid), U16(WinForm(exe))), 0)
+        << platform::Utf16ToUtf8(GetProcessFilePath(probe.pid));
 
     // This process is never a hit, even for the prefix of its own directory.
     found.clear();
