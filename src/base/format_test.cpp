@@ -14,8 +14,7 @@ namespace {
 
 struct Row {
   const char* call;
-  std::u16string got;
-  std::u16string want;
+  std::u16string got, want;
 };
 #define ROW(want, ...) {#__VA_ARGS__, FormatWideString(__VA_ARGS__), want}
 

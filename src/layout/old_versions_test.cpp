@@ -49,13 +49,9 @@ TEST_F(OldVersionsTest, CleanUpTable) {
   for (const bool launcherSigned : {true, false}) {
     SCOPED_TRACE(launcherSigned ? "signed launcher" : "unsigned launcher");
     fs::remove_all(root);
-    MakeExe("Orvane.exe");
-    MakeExe("app/Orvane.exe");
-    MakeExe("1.79.0/Orvane.exe");
-    MakeExe("app.todelete-1731590000/Orvane.exe");
-    MakeExe("2.0.TODELETE-7/Orvane.exe");
-    MakeExe("app2/Orvane.exe");
-    MakeExe("1.5/Orvane.exe");
+    for (const char* dir : {"", "app/", "1.79.0/", "app.todelete-1731590000/", "2.0.TODELETE-7/", "app2/", "1.5/"}) {
+      MakeExe(std::string(dir) + "Orvane.exe");
+    }
     WriteAll(root / "1.5" / "ro" / "locked.txt", "x");
     fs::permissions(root / "1.5" / "ro" / "locked.txt", fs::perms::owner_write, fs::perm_options::remove);
     SignedFile("leftover/helper.dll");
@@ -83,11 +79,8 @@ TEST_F(OldVersionsTest, CleanUpTable) {
 // A directory that refuses the move (a file in use) stays whole; the rest
 // goes on. With the update marker, nothing at all is removed.
 TEST_F(OldVersionsTest, RefusedMoveAndPendingUpdateKeepEverything) {
-  MakeExe("Orvane.exe");
-  MakeExe("app/Orvane.exe");
-  MakeExe("1.0/Orvane.exe");
+  for (const char* dir : {"", "app/", "1.0/", "1.1/"}) MakeExe(std::string(dir) + "Orvane.exe");
   WriteAll(root / "1.0" / "resources.pak", "x");
-  MakeExe("1.1/Orvane.exe");
   fs::create_directories(root / "empty");
   fake.FailCall("MovePath", platform::kErrorSharingViolation);
   EXPECT_EQ(StartAndList(), (std::vector<std::string>{"1.0", "Orvane.exe", "Orvane.ini", "app"}));

@@ -16,10 +16,7 @@ namespace {
 
 TEST(PathsTest, SplitsPathsAsTheShellDoes) {
   struct Row {
-    std::u16string path;
-    std::u16string directory;
-    std::u16string name;
-    std::u16string stem;  // GetFileNamePart without the extension
+    std::u16string path, directory, name, stem;  // stem: GetFileNamePart without the extension
   };
   const Row rows[] = {
       {u"C:\\a\\b.exe", u"C:\\a\\", u"b.exe", u"b"},
