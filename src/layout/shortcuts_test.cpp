@@ -81,7 +81,7 @@ TEST_F(ShortcutsTest, RepairTable) {
     EXPECT_EQ(links.saved, want);
     for (const std::u16string& path : want) {
       const Shortcut& s = links.shortcuts[path];
-      EXPECT_EQ(std::tie(s.target, s.iconPath, s.iconIndex, s.workingDirectory, s.arguments),
+      EXPECT_EQ(std::make_tuple(s.target, s.iconPath, s.iconIndex, s.workingDirectory, s.arguments),
                 std::make_tuple(launcher, launcher, 0, R + u"app\\", std::u16string(u"--from-pin")));
     }
   }

@@ -55,7 +55,7 @@ TEST(NormalStart, StartsTheVersionUnderTheConfiguredNamesAndRecordsIt) {
   EXPECT_TRUE(log.endsInCrLf);
   ASSERT_FALSE(log.lines.empty()) << "every line has the format\n" << log.Dump();
   for (const LogLine& line : log.lines) {
-    EXPECT_EQ(std::tie(line.pidField, line.tag), std::make_tuple(Pid5(run.pid), std::string("launcher")));
+    EXPECT_EQ(std::make_tuple(line.pidField, line.tag), std::make_tuple(Pid5(run.pid), std::string("launcher")));
   }
   EXPECT_EQ(log.lines.front().message, "------------ Log start -------------");
   EXPECT_TRUE(HasLinesInOrder(log,
