@@ -1,7 +1,5 @@
 #include <algorithm>
-#include <iterator>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "app/launcher_test_fixture.h"
@@ -44,11 +42,11 @@ TEST_F(LaunchExeTest, LaunchRows) {
     ASSERT_TRUE(app._LaunchExe());
     const std::u16string exe = In(row.startedFrom + "/Orvane.exe");
     ASSERT_EQ(fake.startedProcesses.size(), 1u);
-    const auto& started = fake.startedProcesses[0];
-    EXPECT_EQ(std::make_tuple(started.commandLine, started.currentDirectory, Narrow(app.versionDirName()),
-                              app.mainExePath()),
-              std::make_tuple(u"\"" + exe + u"\" " + row.commandLine + u" --start_time=1763126526123",
-                              In(row.startedFrom) + u"\\", row.startedFrom, exe));
+    EXPECT_EQ(fake.startedProcesses[0].commandLine,
+              u"\"" + exe + u"\" " + row.commandLine + u" --start_time=1763126526123");
+    EXPECT_EQ(fake.startedProcesses[0].currentDirectory, In(row.startedFrom) + u"\\");
+    EXPECT_EQ(Narrow(app.versionDirName()), row.startedFrom);
+    EXPECT_EQ(app.mainExePath(), exe);
     std::vector<std::string> dirs;
     for (const auto& entry : std::filesystem::directory_iterator(root)) {
       if (entry.is_directory()) dirs.push_back(entry.path().filename().string());
@@ -88,9 +86,9 @@ TEST_F(LaunchExeTest, FailureBoxes) {
     if (row.exeThere) fake.FailCall("StartProcess", row.error);
     EXPECT_FALSE(app._LaunchExe());
     ASSERT_EQ(fake.messageBoxes.size(), 1u);
-    const auto& box = fake.messageBoxes[0];
-    EXPECT_EQ(std::make_tuple(box.text, box.caption.value_or(u""), box.style),
-              std::make_tuple(row.box, row.caption, 48u));
+    EXPECT_EQ(fake.messageBoxes[0].text, row.box);
+    EXPECT_EQ(fake.messageBoxes[0].caption.value_or(u""), row.caption);
+    EXPECT_EQ(fake.messageBoxes[0].style, 48u);
   }
   EXPECT_TRUE(fake.startedProcesses.empty());
 }
@@ -106,14 +104,13 @@ TEST_F(LaunchExeTest, RenameMainExeRows) {
       {{"ORVANE.EXE"}, "ORVANE.EXE", "Orvane.exe", 0},          // case alone: untouched, configured case
       {{"vorn.exe", "Orvane.exe"}, "vorn.exe", "vorn.exe", 1},  // the name is taken: launch as it is
   };
-  for (size_t i = 0; i < std::size(rows); ++i) {
-    SCOPED_TRACE("row " + std::to_string(i));
+  for (size_t i = 0; i < sizeof(rows) / sizeof(rows[0]); ++i) {
     const std::string dir = "r" + std::to_string(i) + "/";
     for (const auto& file : rows[i].files) MakeExe(dir + file);
     fake.ClearCalls();
-    EXPECT_EQ(app._RenameMainExe(In(dir + rows[i].given)), In(dir + rows[i].returned));
-    EXPECT_EQ(fake.CallCount("MovePath"), rows[i].moves);
-    EXPECT_TRUE(fake.PathExists(In(dir + rows[i].returned)));
+    EXPECT_EQ(app._RenameMainExe(In(dir + rows[i].given)), In(dir + rows[i].returned)) << "row " << i;
+    EXPECT_EQ(fake.CallCount("MovePath"), rows[i].moves) << "row " << i;
+    EXPECT_TRUE(fake.PathExists(In(dir + rows[i].returned))) << "row " << i;
   }
 }
 
