@@ -36,6 +36,14 @@ std::u16string RecentText() {
   return text;
 }
 
+Item MakeItem(const std::string& name, const std::string& data, uint16_t method = 8) {
+  Item item;
+  item.name = name;
+  item.data = data;
+  item.method = method;
+  return item;
+}
+
 class ZipReaderTest : public ::testing::Test {
  protected:
   ~ZipReaderTest() override {
@@ -73,7 +81,7 @@ TEST_F(ZipReaderTest, NamesAreCleaned) {
       {"ok/name.txt", u"ok/name.txt"},
   };
   Archive archive;
-  for (const Row& row : rows) archive.items.push_back({row.stored, "x"});
+  for (const Row& row : rows) archive.items.push_back(MakeItem(row.stored, "x"));
   ASSERT_NE(Open(archive), nullptr);
   for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
     ZipEntry entry;
@@ -102,7 +110,7 @@ TEST_F(ZipReaderTest, OpeningFindsTheEndRecordOnlyInTheLastBlock) {
     archive.prefix = row.prefix;
     archive.comment = std::string(row.comment, 'c');
     archive.entriesTotal = row.entriesTotal;
-    archive.items.push_back({"f.txt", Text(40000)});
+    archive.items.push_back(MakeItem("f.txt", Text(40000)));
     EXPECT_EQ(Open(archive) != nullptr, row.opens);
     if (zip == nullptr) {
       EXPECT_EQ(RecentText(), u"Couldn't create/open file");
@@ -132,13 +140,13 @@ TEST_F(ZipReaderTest, LocalHeaderChecks) {
   };
   Archive archive;
   for (const Row& row : rows) {
-    Item item{row.what, Text(100)};
+    Item item = MakeItem(row.what, Text(100));
     item.localMethod = row.localMethod;
     item.localUncSize = row.localUncSize;
     item.dataDescriptorFlag = row.descriptorFlag;
     archive.items.push_back(item);
   }
-  archive.items.push_back({"method 12", Text(100), 12});
+  archive.items.push_back(MakeItem("method 12", Text(100), 12));
   ASSERT_NE(Open(archive), nullptr);
   ZipEntry entry;
   for (size_t i = 0; i < 4; ++i) EXPECT_EQ(GetZipItem(zip, static_cast<int32_t>(i), &entry), rows[i].result) << rows[i].what;
@@ -169,7 +177,11 @@ TEST_F(ZipReaderTest, AttributesFromTheHostSystem) {
       {0x031E, 0, 0x21},                    // no mode: no write bit
   };
   Archive archive;
-  for (const Row& row : rows) archive.items.push_back({"f", "x", 8, row.madeBy, row.external});
+  for (const Row& row : rows) {
+    archive.items.push_back(MakeItem("f", "x"));
+    archive.items.back().versionMadeBy = row.madeBy;
+    archive.items.back().externalAttr = row.external;
+  }
   ASSERT_NE(Open(archive), nullptr);
   for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
     ZipEntry entry;
@@ -183,7 +195,7 @@ constexpr uint64_t kSecond = 10000000ull;
 
 TEST_F(ZipReaderTest, TimesFromTheDosFieldsAndTheUtRecord) {
   Archive archive;
-  Item base{"base", "x"};  // 2025-01-15 12:00:00
+  Item base = MakeItem("base", "x");  // 2025-01-15 12:00:00
   Item later = base;
   later.dosTime = 0x6001;  // two seconds later
   Item nextMonth = base;
@@ -226,7 +238,7 @@ TEST_F(ZipReaderTest, ItemsComeOutByteForByte) {
   };
   Archive archive;
   for (const Row& row : rows) {
-    Item item{row.name, row.data, row.method};
+    Item item = MakeItem(row.name, row.data, row.method);
     item.password = row.password;
     item.dataDescriptorFlag = row.descriptorFlag;
     archive.items.push_back(item);
@@ -241,7 +253,7 @@ TEST_F(ZipReaderTest, ItemsComeOutByteForByte) {
 
 TEST_F(ZipReaderTest, WrongOrMissingPasswordIsRefused) {
   Archive archive;
-  Item item{"secret.txt", Text(5000)};
+  Item item = MakeItem("secret.txt", Text(5000));
   item.password = "right";
   archive.items.push_back(item);
   for (const char* password : {"wrong", static_cast<const char*>(nullptr)}) {
@@ -255,17 +267,17 @@ TEST_F(ZipReaderTest, WrongOrMissingPasswordIsRefused) {
 // each ends with a result, and nothing lands outside the base directory.
 TEST_F(ZipReaderTest, MalformedItemsEndWithAResult) {
   Archive archive;
-  archive.items.push_back({"empty.txt", "", 0});
-  Item shortStored{"short-stored.bin", Noise(40000, 5), 0};
+  archive.items.push_back(MakeItem("empty.txt", "", 0));
+  Item shortStored = MakeItem("short-stored.bin", Noise(40000, 5), 0);
   shortStored.centralUncSize = 80000;  // more than the data holds
   shortStored.localUncSize = 80000;
   archive.items.push_back(shortStored);
-  Item cut{"cut.txt", Text(100000)};
+  Item cut = MakeItem("cut.txt", Text(100000));
   cut.truncateData = true;
   archive.items.push_back(cut);
-  archive.items.push_back({"../escape.txt", "out"});
-  archive.items.push_back({"deep/" + std::string(300, 'n') + ".txt", "long"});
-  archive.items.push_back({"..", "dots"});
+  archive.items.push_back(MakeItem("../escape.txt", "out"));
+  archive.items.push_back(MakeItem("deep/" + std::string(300, 'n') + ".txt", "long"));
+  archive.items.push_back(MakeItem("..", "dots"));
   ASSERT_NE(Open(archive), nullptr);
   const uint32_t results[] = {ZR_FLATE, ZR_FLATE, ZR_FLATE, ZR_NOFILE, ZR_NOFILE, ZR_NOFILE};
   ZipEntry entry;
@@ -282,7 +294,7 @@ TEST_F(ZipReaderTest, MalformedItemsEndWithAResult) {
 
 TEST_F(ZipReaderTest, ABrokenCentralHeaderStopsTheWalk) {
   Archive archive;
-  for (int i = 0; i < 4; ++i) archive.items.push_back({"f" + std::to_string(i), "x"});
+  for (int i = 0; i < 4; ++i) archive.items.push_back(MakeItem("f" + std::to_string(i), "x"));
   archive.items[1].breakCentralSignature = true;
   ASSERT_NE(Open(archive), nullptr);
   ZipEntry entry;
@@ -294,8 +306,9 @@ TEST_F(ZipReaderTest, ABrokenCentralHeaderStopsTheWalk) {
 
 TEST_F(ZipReaderTest, DirectoriesAndAbsoluteTargets) {
   Archive archive;
-  archive.items.push_back({"sub/dir/", "", 0, 0x31E, 0040755u << 16});
-  archive.items.push_back({"f.txt", "hello"});
+  archive.items.push_back(MakeItem("sub/dir/", "", 0));
+  archive.items.back().externalAttr = 0040755u << 16;
+  archive.items.push_back(MakeItem("f.txt", "hello"));
   ASSERT_NE(Open(archive), nullptr);
   EXPECT_EQ(UnzipItem(zip, 0, u"sub\\dir\\"), ZR_OK);
   EXPECT_TRUE(std::filesystem::is_directory(temp.path() / "out" / "sub" / "dir"));
@@ -341,7 +354,7 @@ TEST_F(ZipReaderTest, HandlesAndResultTexts) {
 // Branches a real file cannot show.
 TEST_F(ZipReaderTest, FailingCallsOfTheFileService) {
   Archive archive;
-  archive.items.push_back({"f.txt", Text(50000)});
+  archive.items.push_back(MakeItem("f.txt", Text(50000)));
   ASSERT_NE(Open(archive), nullptr);
   {
     platform::FakeFileHandles fake;
