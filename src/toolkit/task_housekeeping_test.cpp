@@ -33,13 +33,6 @@ class HousekeepingTest : public launcher_test::LauncherTest {
     MakeExe("Orvane.exe");
   }
   void SetVersion(const std::u16string& version) { versions.records[launcher].strings[kUsSubBlock] = version; }
-  // Every object handed out was released and COM left as found.
-  void ExpectBalanced() {
-    EXPECT_EQ(ts.liveObjects, 0);
-    EXPECT_EQ(ts.initialized, 0);
-  }
-
-  FakeTaskScheduler ts;
   platform::FakeFileVersions versions;
   std::u16string launcher;
 };
@@ -99,10 +92,7 @@ TEST_F(HousekeepingTest, RunUpdateTaskRows) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    ts.calls.clear();
-    ts.runs.clear();
-    ts.tasks.clear();
-    ts.liveObjects = ts.initialized = 0;
+    FakeTaskScheduler ts;
     const std::u16string path = row.version ? launcher : WinPath(root / "gone" / "Orvane.exe");
     if (row.taskExists) ts.tasks[kTask] = path;
     SetVersion(row.version ? row.version : u"9.9.9");
@@ -113,7 +103,8 @@ TEST_F(HousekeepingTest, RunUpdateTaskRows) {
     EXPECT_EQ(RunUpdateTask(u"Orvane", u"eyJhIjoxfQ=="), row.expected);
     EXPECT_EQ(ts.runs, row.ran ? std::vector<std::u16string>{u"eyJhIjoxfQ=="} : std::vector<std::u16string>{});
     EXPECT_EQ(std::count(ts.calls.begin(), ts.calls.end(), "StopTask"), row.stopped ? 1 : 0);
-    ExpectBalanced();
+    // Every object handed out was released and COM left as found.
+    EXPECT_EQ(std::make_pair(ts.liveObjects, ts.initialized), std::make_pair(0, 0));
     const std::string log = Log().substr(logBefore);
     if (row.logged == nullptr) {
       EXPECT_EQ(log.find("Task run failed"), std::string::npos) << log;
@@ -168,15 +159,14 @@ TEST_F(HousekeepingTest, DeleteUpdateTaskRows) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    ts.tasks.clear();
-    ts.deleted.clear();
+    FakeTaskScheduler ts;
     if (row.taskExists) ts.tasks[kTask] = u"C:\\Program Files\\Orvane\\Orvane.exe";
     if (row.deleteFailure != 0) ts.failures["DeleteTask"] = row.deleteFailure;
     const size_t logBefore = Log().size();
     EXPECT_EQ(DeleteUpdateTask(kTask, row.expectedPath), row.expected);
     EXPECT_EQ(ts.tasks.count(kTask) == 1, row.remains);
     EXPECT_NE(Log().substr(logBefore).find(row.logged), std::string::npos);
-    ExpectBalanced();
+    EXPECT_EQ(std::make_pair(ts.liveObjects, ts.initialized), std::make_pair(0, 0));
   }
 }
 
