@@ -48,15 +48,9 @@ class RunUpdateTest : public launcher_test::LauncherTest {
 TEST_F(RunUpdateTest, ResultTable) {
   enum Setup { kPlain, kNotMember, kNoSid, kCheckFails, kHoldBusy, kChildExit7, kStillActive, kNoExitCode };
   const std::u16string good = u"--run-type=run_update --run-exe=\"" + std::u16string(kChild) + u"\"";
-  const struct Row {
-    const char* what;
-    std::u16string switches;
-    FakeCodeTrust::Signature launcher, child;
-    Setup setup;
-    int32_t result;
-    const char* logged;  // a line the log holds ("" for none in particular)
-    bool started;
-    bool signalled;
+  const struct Row {  // logged: a line the log holds ("" for none in particular)
+    const char* what; std::u16string switches; FakeCodeTrust::Signature launcher, child; Setup setup; int32_t result;
+    const char* logged; bool started, signalled;
   } rows[] = {
       {"not admin", good, Signed(kCorvel), Signed(kCorvel), kNotMember, -6, "RunUpdate cur is not admin.", false,
        false},
@@ -151,10 +145,7 @@ TEST_F(RunUpdateTest, TheCheckedFileIsHeldUntilTheStartHasReturned) {
 }
 
 TEST(RunParamsTest, DecodingRules) {
-  const struct {
-    std::u16string encoded;
-    std::u16string decoded;
-  } rows[] = {
+  const struct { std::u16string encoded; std::u16string decoded; } rows[] = {
       {u"aGVsbG8gd29ybGQ=", u"hello world"},
       {u"aGVsbG8gd29ybGQ", u"hello world"},                // padding optional
       {u"aGVs\r\nbG8g d29y\nbGQ=", u"hello world"},        // line ends and blanks skipped
@@ -172,12 +163,7 @@ TEST(RunParamsTest, DecodingRules) {
 }
 
 TEST(WaitTimeTest, ReadLikeStoi) {
-  const struct {
-    std::u16string text;
-    bool ok;
-    int32_t value;
-    const char* failure;
-  } rows[] = {
+  const struct { std::u16string text; bool ok; int32_t value; const char* failure; } rows[] = {
       {u"1500", true, 1500, nullptr},
       {u"  +42ms", true, 42, nullptr},
       {u"-1", true, -1, nullptr},
