@@ -61,10 +61,7 @@ TEST_F(RegisterUpdateTaskTest, BuildsAndRegistersTheWholeDefinition) {
 
 TEST_F(RegisterUpdateTaskTest, EachFailingStepEndsWithItsMessageAndReleasesEverything) {
   const int32_t kFail = static_cast<int32_t>(0x80070005u);
-  const struct {
-    const char* op;
-    const char* message;
-  } rows[] = {
+  const struct { const char* op; const char* message; } rows[] = {
       {"CoInitialize", "CoInitializeEx failed: 80070005"},
       {"CoInitializeSecurity", "CoInitializeSecurity failed: 80070005"},
       {"CreateTaskService", "Failed to create an instance of ITaskService: 80070005"},
@@ -121,15 +118,10 @@ class AddTaskScheduleTest : public launcher_test::LauncherTest {
 };
 
 TEST_F(AddTaskScheduleTest, ElevationRoads) {
+  // major: the system's major version; answer: ShellExecuteW's; elevated: a runas call was made.
   const struct {
-    const char* what;
-    std::u16string commandLine;
-    bool member;
-    uint32_t major;     // the system's major version
-    intptr_t answer;    // ShellExecuteW's
-    int32_t result;
-    bool elevated;      // a runas call was made
-    const char* logged;
+    const char* what; std::u16string commandLine; bool member; uint32_t major; intptr_t answer; int32_t result;
+    bool elevated; const char* logged;
   } rows[] = {
       {"not elevated: one elevated copy", u"--command=rebuild_taskschedule --x=1", false, 10, 42, 0, true,
        "run as admin success"},
@@ -198,12 +190,8 @@ class UninstallerTest : public launcher_test::LauncherTest {
 };
 
 TEST_F(UninstallerTest, HandOffRows) {
-  const struct {
-    const char* what;
-    bool present;
-    intptr_t answer;
-    int32_t result;
-    const char* logged;  // null: nothing at error level
+  const struct {  // logged: null for nothing at error level
+    const char* what; bool present; intptr_t answer; int32_t result; const char* logged;
   } rows[] = {
       {"started", true, 42, 0, nullptr},
       {"missing", false, 42, -1, "Not found uninstaller "},
