@@ -58,10 +58,8 @@ TEST_F(InstallLocationTest, RegisteredDirectoryAndScope) {
   const std::u16string good = MakeRoot("good", true, true);
   const std::u16string noIni = MakeRoot("no-ini", true, false);
   const std::u16string noExe = MakeRoot("no-exe", false, true);
-  struct Row {
-    const char* what;
-    std::u16string machine, user;  // empty: no value
-    int32_t scope;
+  struct Row {  // machine, user: empty for no value
+    const char* what; std::u16string machine, user; int32_t scope;
     std::u16string machineVerified, userVerified, userUnverified;
   } rows[] = {
       {"nothing registered", u"", u"", 0, u"", u"", u""},
@@ -105,9 +103,7 @@ TEST_F(InstallLocationTest, DefaultDirectory) {
 }
 
 TEST_F(InstallLocationTest, UserChosenDirectory) {
-  const struct {
-    std::u16string chosen, want;
-  } rows[] = {
+  const struct { std::u16string chosen, want; } rows[] = {
       {u"D:/Apps", u"D:\\Apps\\Orvane"},
       {u"D:\\Apps\\orvane", u"D:\\Apps\\orvane"},
       {u"D:\\Apps\\Orvane.2", u"D:\\Apps\\Orvane.2"},  // the extension is left out of the test
@@ -127,10 +123,7 @@ TEST_F(InstallLocationTest, ProductPath) {
   const std::u16string root = MakeRoot("root", true, true);
   Touch(base_ / "file");
   folders.networkDrives = {u"N:"};
-  const struct {
-    std::u16string path, want;
-    bool created;
-  } rows[] = {
+  const struct { std::u16string path, want; bool created; } rows[] = {
       {u"Apps\\Orvane", u"", false},  // relative
       {u"", u"", false},
       {u"\\\\server\\share", u"", false},  // network
