@@ -115,12 +115,8 @@ TEST_F(FinderTest, ProcessFinderTable) {
   fake.processList.push_back({25, 1, u"Orvane.exe"});  // cannot be opened
   images.processes[25].openError = platform::kErrorAccessDenied;
 
-  struct Row {
-    const char* what;
-    bool product;  // the product finder, else the directory finder
-    std::u16string prefix;
-    std::set<uint32_t> hits;
-  } rows[] = {
+  // product: the product finder, else the directory finder.
+  struct Row { const char* what; bool product; std::u16string prefix; std::set<uint32_t> hits; } rows[] = {
       {"root with separator", false, root, {20, 21, 23}},
       {"case folded", false, Upper(root), {20, 21, 23}},
       {"app directory", false, root + u"App\\", {20, 21}},
@@ -145,10 +141,7 @@ TEST_F(FinderTest, ProcessFinderTable) {
 TEST_F(FinderTest, ProcessFilePathTable) {
   const std::u16string drives = std::u16string(u"C:\\") + u'\0' + u"D:\\" + u'\0';
   struct Row {
-    const char* what;
-    FakeProcessImages::Process process;
-    uint32_t drivesResult;
-    std::u16string want;
+    const char* what; FakeProcessImages::Process process; uint32_t drivesResult; std::u16string want;
   } rows[] = {
       {"module path", {0, u"C:\\x\\a.exe", 299, u"\\Device\\HarddiskVolume3\\x\\a.exe"}, 8, u"C:\\x\\a.exe"},
       {"device of D:", {0, u"", 299, u"\\device\\harddiskvolume3\\x\\a.exe"}, 8, u"D:\\x\\a.exe"},
@@ -182,12 +175,7 @@ TEST_F(FinderTest, ShortcutsAndSweep) {
   fake.SetEnvValue(u"APPDATA", WinPath(base_ / "roaming"));
   const std::u16string alive = root + u"Orvane.ini";
   const std::u16string gone = root + u"Orvane.exe";
-  const struct {
-    fs::path dir;
-    const char* name;
-    std::u16string target;
-    bool found, removed;
-  } rows[] = {
+  const struct { fs::path dir; const char* name; std::u16string target; bool found, removed; } rows[] = {
       {desktop, "Orvane Browser.lnk", gone, true, true},
       {desktop, "orvane cn.lnk", alive, true, false},
       {desktop, "Orvane.lnk", gone, false, false},  // the fixed name is turned away
