@@ -38,12 +38,8 @@ class HousekeepingTest : public launcher_test::LauncherTest {
 };
 
 TEST_F(HousekeepingTest, LauncherVersionRows) {
-  struct Row {
-    const char16_t* version;  // null: the record has no ProductVersion
-    bool hasTranslation;
-    uint16_t language, codePage;
-    const char16_t* subBlock;
-    bool expected;
+  struct Row {  // version: null when the record has no ProductVersion
+    const char16_t* version; bool hasTranslation; uint16_t language, codePage; const char16_t* subBlock; bool expected;
   } rows[] = {
       {u"6.1.0", true, 0x0409, 1200, kUsSubBlock, true},
       {u"6.0.9", true, 0x0409, 1200, kUsSubBlock, false},
@@ -74,15 +70,11 @@ TEST_F(HousekeepingTest, LauncherVersionRows) {
 }
 
 TEST_F(HousekeepingTest, RunUpdateTaskRows) {
+  // version: of the task's launcher, null when the file is missing; logged: null for no
+  // "Task run failed" line at all.
   struct Row {
-    const char* name;
-    bool taskExists;
-    const char16_t* version;  // of the task's launcher; null: the file is missing
-    int32_t runFailure;
-    uint32_t enginePid;
-    int32_t expected;
-    bool ran, stopped;
-    const char* logged;  // null: no "Task run failed" line at all
+    const char* name; bool taskExists; const char16_t* version; int32_t runFailure; uint32_t enginePid;
+    int32_t expected; bool ran, stopped; const char* logged;
   } rows[] = {
       {"no task", false, u"6.1.0", 0, 0, kNoTask, false, false, nullptr},
       {"older launcher", true, u"6.0.9", 0, 0, kEFail, false, false, "Task run failed: 80004005"},
@@ -142,12 +134,7 @@ TEST(RunUpdateTaskNative, SucceedsOnTheLaunchersEvent) {
 
 TEST_F(HousekeepingTest, DeleteUpdateTaskRows) {
   struct Row {
-    const char* name;
-    bool taskExists;
-    const char16_t* expectedPath;
-    int32_t deleteFailure;
-    int32_t expected;
-    bool remains;
+    const char* name; bool taskExists; const char16_t* expectedPath; int32_t deleteFailure, expected; bool remains;
     const char* logged;
   } rows[] = {
       {"same launcher, other case", true, u"c:\\PROGRAM FILES\\orvane\\orvane.EXE", 0, 0, false,
@@ -205,11 +192,7 @@ TEST_F(HousekeepingTest, DeleteDataMarkerRows) {
   config.data_dir = u"Orvane";
   config.version_dir_name = u"app";
 
-  struct Row {
-    const char* ini;  // null: no Orvane.ini
-    const char16_t* dataDir;
-    bool marked;
-  } rows[] = {
+  struct Row { const char* ini; const char16_t* dataDir; bool marked; } rows[] = {  // ini: null for none
       {nullptr, u"Orvane", false},
       {"APP", u"Orvane", false},  // the recorded directory is the configured one
       {"1.78.4", u"", false},     // data_dir equals the (empty) old data directory
