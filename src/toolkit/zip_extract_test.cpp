@@ -61,11 +61,7 @@ class ZipExtractTest : public ::testing::Test {
 };
 
 TEST_F(ZipExtractTest, ProgressNumbers) {
-  struct Row {
-    int items;
-    int32_t from, to;
-    std::vector<int32_t> codes;
-  } rows[] = {
+  struct Row { int items; int32_t from, to; std::vector<int32_t> codes; } rows[] = {
       {0, 10, 20, {20}},
       {4, 10, 20, {10, 12, 15, 17, 20}},
       {5, 0, 3, {0, 0, 1, 1, 2, 3}},
