@@ -67,10 +67,7 @@ class ZipReaderTest : public ::testing::Test {
 };
 
 TEST_F(ZipReaderTest, NamesAreCleaned) {
-  struct Row {
-    const char* stored;
-    const char16_t* reported;
-  } rows[] = {
+  struct Row { const char* stored; const char16_t* reported; } rows[] = {
       {"C:\\a\\b.txt", u"a\\b.txt"},
       {"x\\..\\y.txt", u"y.txt"},
       {"\\\\server\\a.txt", u"server\\a.txt"},
@@ -91,13 +88,7 @@ TEST_F(ZipReaderTest, NamesAreCleaned) {
 }
 
 TEST_F(ZipReaderTest, OpeningFindsTheEndRecordOnlyInTheLastBlock) {
-  struct Row {
-    const char* what;
-    std::string prefix;
-    size_t comment;
-    int64_t entriesTotal;
-    bool opens;
-  } rows[] = {
+  struct Row { const char* what; std::string prefix; size_t comment; int64_t entriesTotal; bool opens; } rows[] = {
       {"plain", "", 0, -1, true},
       {"bytes in front", Noise(5000, 1), 0, -1, true},
       {"comment that leaves the record in the block", "", 1000, -1, true},
@@ -127,11 +118,7 @@ TEST_F(ZipReaderTest, OpeningFindsTheEndRecordOnlyInTheLastBlock) {
 
 TEST_F(ZipReaderTest, LocalHeaderChecks) {
   struct Row {
-    const char* what;
-    int localMethod;
-    int64_t localUncSize;
-    bool descriptorFlag;
-    uint32_t result;
+    const char* what; int localMethod; int64_t localUncSize; bool descriptorFlag; uint32_t result;
   } rows[] = {
       {"matching", -1, -1, false, ZR_OK},
       {"method differs", 0, -1, false, ZR_CORRUPT},
@@ -163,11 +150,7 @@ TEST_F(ZipReaderTest, LocalHeaderChecks) {
 }
 
 TEST_F(ZipReaderTest, AttributesFromTheHostSystem) {
-  struct Row {
-    uint16_t madeBy;
-    uint32_t external;
-    uint32_t attr;
-  } rows[] = {
+  struct Row { uint16_t madeBy; uint32_t external; uint32_t attr; } rows[] = {
       {0x0014, 0x23, 0x23},                 // DOS: read-only, hidden, archive
       {0x0014, 0x14, 0x14},                 // DOS: system directory, no archive bit
       {0x0B14, 0x01, 0x01},                 // NTFS host
@@ -225,11 +208,7 @@ TEST_F(ZipReaderTest, TimesFromTheDosFieldsAndTheUtRecord) {
 // Plain items of every size and kind are ZipExtractTest.RoundTripOfARealTree's.
 TEST_F(ZipReaderTest, ItemsComeOutByteForByte) {
   struct Row {
-    const char* name;
-    std::string data;
-    uint16_t method;
-    const char* password;
-    bool descriptorFlag;
+    const char* name; std::string data; uint16_t method; const char* password; bool descriptorFlag;
   } rows[] = {
       {"stored.bin", Noise(70000, 2), 0, "", false},
       {"secret.txt", Text(40000), 8, "pass word", false},
@@ -326,10 +305,7 @@ TEST_F(ZipReaderTest, HandlesAndResultTexts) {
   ZipHandleData other{2, nullptr};
   EXPECT_EQ(GetZipItem(&other, 0, &entry), ZR_ZMODE);
   EXPECT_EQ(ReleaseZip(&other), ZR_ZMODE);
-  struct Row {
-    uint32_t code;
-    const char16_t* text;
-  } rows[] = {
+  struct Row { uint32_t code; const char16_t* text; } rows[] = {
       {ZR_OK, u"Success"},
       {256, u"Culdn't duplicate handle"},
       {1792, u"Zipfile is corrupt or not a zipfile"},
