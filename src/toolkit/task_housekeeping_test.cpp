@@ -53,12 +53,8 @@ TEST_F(HousekeepingTest, LauncherVersionRows) {
       {nullptr, true, 0x0409, 1200, kUsSubBlock, false},
   };
   for (const Row& row : rows) {
-    platform::FakeFileVersions::Record record;
-    record.hasTranslation = row.hasTranslation;
-    record.language = row.language;
-    record.codePage = row.codePage;
-    if (row.version != nullptr) record.strings[row.subBlock] = row.version;
-    versions.records[launcher] = record;
+    versions.records[launcher] = {row.hasTranslation, row.language, row.codePage, {}};
+    if (row.version != nullptr) versions.records[launcher].strings[row.subBlock] = row.version;
     EXPECT_EQ(IsLauncherVersionSupported(launcher), row.expected)
         << launcher_test::Narrow(row.version ? row.version : u"(none)") << " " << launcher_test::Narrow(row.subBlock);
   }
