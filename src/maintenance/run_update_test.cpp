@@ -164,16 +164,11 @@ TEST(RunParamsTest, DecodingRules) {
 
 TEST(WaitTimeTest, ReadLikeStoi) {
   const struct { std::u16string text; bool ok; int32_t value; const char* failure; } rows[] = {
-      {u"1500", true, 1500, nullptr},
-      {u"  +42ms", true, 42, nullptr},
-      {u"-1", true, -1, nullptr},
-      {u"0x10", true, 0, nullptr},
-      {u"2147483647", true, 2147483647, nullptr},
-      {u"-2147483648", true, INT32_MIN, nullptr},
+      {u"1500", true, 1500, nullptr}, {u"  +42ms", true, 42, nullptr}, {u"-1", true, -1, nullptr},
+      {u"0x10", true, 0, nullptr}, {u"2147483647", true, 2147483647, nullptr}, {u"-2147483648", true, INT32_MIN, nullptr},
       {u"2147483648", false, 0, "stoi argument out of range"},
       {u"99999999999999999999", false, 0, "stoi argument out of range"},
-      {u"abc", false, 0, "invalid stoi argument"},
-      {u"-", false, 0, "invalid stoi argument"},
+      {u"abc", false, 0, "invalid stoi argument"}, {u"-", false, 0, "invalid stoi argument"},
       {u" ", false, 0, "invalid stoi argument"},
   };
   for (const auto& row : rows) {

@@ -62,11 +62,8 @@ class ZipExtractTest : public ::testing::Test {
 
 TEST_F(ZipExtractTest, ProgressNumbers) {
   struct Row { int items; int32_t from, to; std::vector<int32_t> codes; } rows[] = {
-      {0, 10, 20, {20}},
-      {4, 10, 20, {10, 12, 15, 17, 20}},
-      {5, 0, 3, {0, 0, 1, 1, 2, 3}},
-      {3, 0, 100, {0, 33, 66, 100}},
-      {2, 5, 5, {4, 4, 5}},
+      {0, 10, 20, {20}}, {4, 10, 20, {10, 12, 15, 17, 20}}, {5, 0, 3, {0, 0, 1, 1, 2, 3}},
+      {3, 0, 100, {0, 33, 66, 100}}, {2, 5, 5, {4, 4, 5}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.items);

@@ -68,14 +68,9 @@ class ZipReaderTest : public ::testing::Test {
 
 TEST_F(ZipReaderTest, NamesAreCleaned) {
   struct Row { const char* stored; const char16_t* reported; } rows[] = {
-      {"C:\\a\\b.txt", u"a\\b.txt"},
-      {"x\\..\\y.txt", u"y.txt"},
-      {"\\\\server\\a.txt", u"server\\a.txt"},
-      {"../y.txt", u"../y.txt"},
-      {"a/../b/../c.txt", u"c.txt"},
-      {"/x/../../y.txt", u"../y.txt"},
-      {"d:/C:/e.txt", u"e.txt"},
-      {"ok/name.txt", u"ok/name.txt"},
+      {"C:\\a\\b.txt", u"a\\b.txt"}, {"x\\..\\y.txt", u"y.txt"}, {"\\\\server\\a.txt", u"server\\a.txt"},
+      {"../y.txt", u"../y.txt"}, {"a/../b/../c.txt", u"c.txt"}, {"/x/../../y.txt", u"../y.txt"},
+      {"d:/C:/e.txt", u"e.txt"}, {"ok/name.txt", u"ok/name.txt"},
   };
   Archive archive;
   for (const Row& row : rows) archive.items.push_back(MakeItem(row.stored, "x"));
