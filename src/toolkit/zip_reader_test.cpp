@@ -36,11 +36,12 @@ std::u16string RecentText() {
   return text;
 }
 
-Item MakeItem(const std::string& name, const std::string& data, uint16_t method = 8) {
+Item MakeItem(const std::string& name, const std::string& data, uint16_t method = 8, const char* password = "") {
   Item item;
   item.name = name;
   item.data = data;
   item.method = method;
+  item.password = password;
   return item;
 }
 
@@ -112,27 +113,18 @@ TEST_F(ZipReaderTest, OpeningFindsTheEndRecordOnlyInTheLastBlock) {
 }
 
 TEST_F(ZipReaderTest, LocalHeaderChecks) {
-  struct Row {
-    const char* what; int localMethod; int64_t localUncSize; bool descriptorFlag; uint32_t result;
-  } rows[] = {
-      {"matching", -1, -1, false, ZR_OK},
-      {"method differs", 0, -1, false, ZR_CORRUPT},
-      {"size differs", -1, 7, false, ZR_CORRUPT},
-      {"size differs with bit 3", -1, 7, true, ZR_OK},
-  };
   Archive archive;
-  for (const Row& row : rows) {
-    Item item = MakeItem(row.what, Text(100));
-    item.localMethod = row.localMethod;
-    item.localUncSize = row.localUncSize;
-    item.dataDescriptorFlag = row.descriptorFlag;
-    archive.items.push_back(item);
+  for (const char* name : {"matching", "method differs", "size differs", "size differs with bit 3", "method 12"}) {
+    archive.items.push_back(MakeItem(name, Text(100)));
   }
-  archive.items.push_back(MakeItem("method 12", Text(100), 12));
+  archive.items[1].localMethod = 0;
+  archive.items[2].localUncSize = archive.items[3].localUncSize = 7;
+  archive.items[3].dataDescriptorFlag = true;
+  archive.items[4].method = 12;
   ASSERT_NE(Open(archive), nullptr);
   ZipEntry entry;
-  for (size_t i = 0; i < 4; ++i) EXPECT_EQ(GetZipItem(zip, static_cast<int32_t>(i), &entry), rows[i].result) << rows[i].what;
-  EXPECT_EQ(GetZipItem(zip, 4, &entry), ZR_CORRUPT);
+  const uint32_t results[] = {ZR_OK, ZR_CORRUPT, ZR_CORRUPT, ZR_OK, ZR_CORRUPT};
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(GetZipItem(zip, i, &entry), results[i]) << archive.items[i].name;
   EXPECT_EQ(UnzipItem(zip, 4, u"m12"), ZR_CORRUPT);
   EXPECT_FALSE(OutExists("m12"));
 
@@ -202,34 +194,23 @@ TEST_F(ZipReaderTest, TimesFromTheDosFieldsAndTheUtRecord) {
 
 // Plain items of every size and kind are ZipExtractTest.RoundTripOfARealTree's.
 TEST_F(ZipReaderTest, ItemsComeOutByteForByte) {
-  struct Row {
-    const char* name; std::string data; uint16_t method; const char* password; bool descriptorFlag;
-  } rows[] = {
-      {"stored.bin", Noise(70000, 2), 0, "", false},
-      {"secret.txt", Text(40000), 8, "pass word", false},
-      {"secret-stored.bin", Noise(20000, 4), 0, "pass word", false},
-      {"secret-flag3.txt", Text(1000), 8, "pass word", true},
-  };
   Archive archive;
-  for (const Row& row : rows) {
-    Item item = MakeItem(row.name, row.data, row.method);
-    item.password = row.password;
-    item.dataDescriptorFlag = row.descriptorFlag;
-    archive.items.push_back(item);
-  }
+  archive.items = {MakeItem("stored.bin", Noise(70000, 2), 0), MakeItem("secret.txt", Text(40000), 8, "pass word"),
+                   MakeItem("secret-stored.bin", Noise(20000, 4), 0, "pass word"),
+                   MakeItem("secret-flag3.txt", Text(1000), 8, "pass word")};
+  archive.items[3].dataDescriptorFlag = true;
   ASSERT_NE(Open(archive, "pass word"), nullptr);
   // Backwards, so that the walk also goes back to the start.
-  for (int i = static_cast<int>(sizeof rows / sizeof rows[0]) - 1; i >= 0; --i) {
-    EXPECT_EQ(UnzipItem(zip, i, Wide(rows[i].name)), ZR_OK) << rows[i].name;
-    EXPECT_TRUE(Out(rows[i].name) == rows[i].data) << rows[i].name;
+  for (int i = 3; i >= 0; --i) {
+    const Item& item = archive.items[i];
+    EXPECT_EQ(UnzipItem(zip, i, Wide(item.name)), ZR_OK) << item.name;
+    EXPECT_TRUE(Out(item.name) == item.data) << item.name;
   }
 }
 
 TEST_F(ZipReaderTest, WrongOrMissingPasswordIsRefused) {
   Archive archive;
-  Item item = MakeItem("secret.txt", Text(5000));
-  item.password = "right";
-  archive.items.push_back(item);
+  archive.items.push_back(MakeItem("secret.txt", Text(5000), 8, "right"));
   for (const char* password : {"wrong", static_cast<const char*>(nullptr)}) {
     ASSERT_NE(Open(archive, password), nullptr);
     EXPECT_EQ(UnzipItem(zip, 0, u"secret.txt"), ZR_PASSWORD);
