@@ -36,29 +36,23 @@ class CodeSignatureTest : public orvane_test::LogFileTest {
   FakeCodeTrust trust;
 };
 
-// A signature whose walk to the leaf certificate stops at one link.
-FakeCodeTrust::Signature Broken(void (*breakLink)(platform::SignerPath&)) {
+// A good signature by the accepted signer after `change`, such as a link of
+// its walk to the leaf certificate taken away.
+FakeCodeTrust::Signature Changed(void (*change)(FakeCodeTrust::Signature&)) {
   FakeCodeTrust::Signature signature = FakeCodeTrust::Signed(u"Corvel Data Co., Ltd.");
-  breakLink(signature.path);
+  change(signature);
   return signature;
 }
 
 TEST_F(CodeSignatureTest, SignerNameFollowsStatusAndEveryLinkToTheLeaf) {
+  using S = FakeCodeTrust::Signature;
   const std::u16string longName(510, u'n');
-  FakeCodeTrust::Signature count0 = FakeCodeTrust::Signed(u"Corvel Data Co., Ltd.");
-  count0.nameCountOverride = 0;
-  FakeCodeTrust::Signature count512 = FakeCodeTrust::Signed(u"Corvel Data Co., Ltd.");
-  count512.nameCountOverride = 512;
-  struct Row {
-    const char* what;
-    FakeCodeTrust::Signature signature;
-    int32_t status;
-    std::u16string name;  // u"keep" when the output is left alone
-    std::vector<std::string> messages;
+  struct Row {  // name: u"keep" when the output is left alone
+    const char* what; S signature; int32_t status; std::u16string name; std::vector<std::string> messages;
   };
   const std::vector<Row> rows = {
       {"good", FakeCodeTrust::Signed(u"Corvel Data Co., Ltd."), 0, u"Corvel Data Co., Ltd.", {}},
-      {"unsigned", FakeCodeTrust::Signature(), kNoSignature, u"keep", {"WinVerifyTrust failed, error:-2146762496"}},
+      {"unsigned", S(), kNoSignature, u"keep", {"WinVerifyTrust failed, error:-2146762496"}},
       {"bad digest still names the signer", FakeCodeTrust::Signed(u"Vorn Technologies Pte. Ltd.", kBadDigest),
        kBadDigest, u"Vorn Technologies Pte. Ltd.",
        {"WinVerifyTrust failed, error:-2146869232", "WinVerifyTrust invalid name:Vorn Technologies Pte. Ltd."}},
@@ -66,16 +60,16 @@ TEST_F(CodeSignatureTest, SignerNameFollowsStatusAndEveryLinkToTheLeaf) {
        {"WinVerifyTrust failed, error:-2146762487", "WinVerifyTrust invalid name:Foreign"}},
       {"510 characters fit", FakeCodeTrust::Signed(longName), 0, longName, {}},
       {"511 characters do not", FakeCodeTrust::Signed(longName + u"x"), 0, u"keep", {}},
-      {"count 0", count0, 0, u"keep", {}},
-      {"count 512", count512, 0, u"keep", {}},
-      {"no provider data", Broken([](platform::SignerPath& p) { p.providerData = false; }), 0, u"keep", {}},
-      {"no signers counted", Broken([](platform::SignerPath& p) { p.signerCount = 0; }), 0, u"keep", {}},
-      {"no signer array", Broken([](platform::SignerPath& p) { p.signers = false; }), 0, u"keep", {}},
-      {"no chain context", Broken([](platform::SignerPath& p) { p.chainContext = false; }), 0, u"keep", {}},
-      {"no chains counted", Broken([](platform::SignerPath& p) { p.chainCount = 0; }), 0, u"keep", {}},
-      {"no simple chain", Broken([](platform::SignerPath& p) { p.simpleChain = false; }), 0, u"keep", {}},
-      {"no elements counted", Broken([](platform::SignerPath& p) { p.elementCount = 0; }), 0, u"keep", {}},
-      {"no element", Broken([](platform::SignerPath& p) { p.element = false; }), 0, u"keep", {}},
+      {"count 0", Changed([](S& s) { s.nameCountOverride = 0; }), 0, u"keep", {}},
+      {"count 512", Changed([](S& s) { s.nameCountOverride = 512; }), 0, u"keep", {}},
+      {"no provider data", Changed([](S& s) { s.path.providerData = false; }), 0, u"keep", {}},
+      {"no signers counted", Changed([](S& s) { s.path.signerCount = 0; }), 0, u"keep", {}},
+      {"no signer array", Changed([](S& s) { s.path.signers = false; }), 0, u"keep", {}},
+      {"no chain context", Changed([](S& s) { s.path.chainContext = false; }), 0, u"keep", {}},
+      {"no chains counted", Changed([](S& s) { s.path.chainCount = 0; }), 0, u"keep", {}},
+      {"no simple chain", Changed([](S& s) { s.path.simpleChain = false; }), 0, u"keep", {}},
+      {"no elements counted", Changed([](S& s) { s.path.elementCount = 0; }), 0, u"keep", {}},
+      {"no element", Changed([](S& s) { s.path.element = false; }), 0, u"keep", {}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
@@ -122,11 +116,8 @@ FakeCodeTrust::Catalog Vouching(const std::u16string& file) { return {file, true
 FakeCodeTrust::Catalog Refusing(const std::u16string& file) { return {file, true, kNoSignature}; }
 
 TEST_F(CodeSignatureTest, CatalogCheckTriesAtMostFiveCatalogsInOrder) {
-  struct Row {
-    const char* what;
-    std::vector<FakeCodeTrust::Catalog> catalogs;
-    int32_t answer;
-    size_t verified;  // member verifications made
+  struct Row {  // verified: member verifications made
+    const char* what; std::vector<FakeCodeTrust::Catalog> catalogs; int32_t answer; size_t verified;
   };
   const std::vector<Row> rows = {
       {"no catalog holds the hash", {}, 0, 0},
@@ -158,20 +149,13 @@ TEST_F(CodeSignatureTest, CatalogCheckTriesAtMostFiveCatalogsInOrder) {
       if (catalog.infoOk && readable.size() < row.verified) readable.push_back(catalog.file);
     }
     EXPECT_EQ(tried, readable);
-    EXPECT_EQ(fresh.heldCatalogs, 0) << "every catalog handed out goes back";
-    EXPECT_EQ(fresh.heldAdmins, 0);
-    EXPECT_EQ(fresh.openHandles, 1) << "the member handle stays open";
+    // Every catalog and context handed out goes back; the member handle stays open.
+    EXPECT_EQ(std::make_tuple(fresh.heldCatalogs, fresh.heldAdmins, fresh.openHandles), std::make_tuple(0, 0, 1));
   }
 }
 
 TEST_F(CodeSignatureTest, CatalogCheckFailuresAnswerNoAndReleaseTheContext) {
-  struct Row {
-    const char* what;
-    bool acquireFails;
-    int openFailsOnCall;
-    const char* throwOn;
-    int heldAdmins;
-  };
+  struct Row { const char* what; bool acquireFails; int openFailsOnCall; const char* throwOn; int heldAdmins; };
   const std::vector<Row> rows = {
       {"context refused", true, 0, "", 0},
       {"file cannot be opened for the hash", false, 1, "", 0},
@@ -196,13 +180,7 @@ TEST_F(CodeSignatureTest, CatalogCheckFailuresAnswerNoAndReleaseTheContext) {
 }
 
 TEST_F(CodeSignatureTest, SystemLibraryLoadsOnlyFromSystem32WithATrustedSignature) {
-  struct Row {
-    const char* what;
-    bool windowsDir;
-    bool embedded;
-    bool catalog;
-    bool loaded;
-  };
+  struct Row { const char* what; bool windowsDir; bool embedded; bool catalog; bool loaded; };
   const std::vector<Row> rows = {
       {"embedded signature", true, true, false, true},
       {"catalog signature only", true, false, true, true},
@@ -232,13 +210,7 @@ TEST_F(CodeSignatureTest, SystemLibraryLoadsOnlyFromSystem32WithATrustedSignatur
 }
 
 TEST_F(CodeSignatureTest, VersionQueryIsGoodForOneUse) {
-  struct Row {
-    const char* what;
-    bool module;
-    bool found;
-    uint32_t major;
-    int32_t answer;
-  };
+  struct Row { const char* what; bool module; bool found; uint32_t major; int32_t answer; };
   const std::vector<Row> rows = {
       {"Windows 10", true, true, 10, 1},
       {"Vista", true, true, 6, 1},

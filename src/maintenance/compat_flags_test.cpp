@@ -24,12 +24,11 @@ std::vector<uint8_t> Bytes(const std::u16string& text, bool terminator) {
 }
 
 TEST(CompatFlagsTest, LayersCleanUpRows) {
+  // before: none is no value (for kApp); after: none is deleted or never there; oddTail: stored
+  // without terminator and without the last byte.
   const struct {
-    std::optional<std::u16string> before;  // none: no value (for kApp)
-    const char* failOp;
-    bool result;
-    std::optional<std::u16string> after;  // none: deleted or never there
-    bool oddTail = false;  // stored without terminator and without the last byte
+    std::optional<std::u16string> before; const char* failOp; bool result; std::optional<std::u16string> after;
+    bool oddTail = false;
   } rows[] = {
       {std::nullopt, nullptr, false, std::nullopt},
       {u"~ RUNASADMIN DISABLEDXMAXIMIZEDWINDOWEDMODE", nullptr, false, u"~ RUNASADMIN DISABLEDXMAXIMIZEDWINDOWEDMODE"},

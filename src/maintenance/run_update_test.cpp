@@ -21,11 +21,13 @@ constexpr int32_t kBadDigest = static_cast<int32_t>(0x80096010u);
 constexpr int32_t kExpired = static_cast<int32_t>(0x800B0101u);
 constexpr char16_t kChild[] = u"C:\\Program Files\\Orvane\\updater\\child.exe";
 
+FakeCodeTrust::Signature Signed(const std::u16string& signer, int32_t status = 0) {
+  return FakeCodeTrust::Signed(signer, status);
+}
+
 class RunUpdateTest : public launcher_test::LauncherTest {
  protected:
-  RunUpdateTest() {
-    hold.setLastError = [this](uint32_t error) { fake.SetLastErrorCode(error); };
-  }
+  RunUpdateTest() { hold.setLastError = [this](uint32_t error) { fake.SetLastErrorCode(error); }; }
   // Runs the launcher with --command=run_update and `switches`.
   int32_t RunCommand(const std::u16string& switches) {
     ResetApp();
@@ -33,8 +35,7 @@ class RunUpdateTest : public launcher_test::LauncherTest {
     events.events.clear();
     hold.holds.clear();
     fake.ClearCalls();
-    const std::u16string line = u"--command=run_update " + switches;
-    return app.Run(line.c_str());
+    return app.Run((u"--command=run_update " + switches).c_str());
   }
   std::string Report() const { return ReadAll(UserData() / "update" / "update_report.json"); }
 
@@ -47,37 +48,29 @@ class RunUpdateTest : public launcher_test::LauncherTest {
 TEST_F(RunUpdateTest, ResultTable) {
   enum Setup { kPlain, kNotMember, kNoSid, kCheckFails, kHoldBusy, kChildExit7, kStillActive, kNoExitCode };
   const std::u16string good = u"--run-type=run_update --run-exe=\"" + std::u16string(kChild) + u"\"";
-  const struct Row {
-    const char* what;
-    std::u16string switches;
-    FakeCodeTrust::Signature launcher, child;
-    Setup setup;
-    int32_t result;
-    const char* logged;  // a line the log holds ("" for none in particular)
-    bool started;
-    bool signalled;
+  const struct Row {  // logged: a line the log holds ("" for none in particular)
+    const char* what; std::u16string switches; FakeCodeTrust::Signature launcher, child; Setup setup; int32_t result;
+    const char* logged; bool started, signalled;
   } rows[] = {
-      {"not admin", good, FakeCodeTrust::Signed(kCorvel), FakeCodeTrust::Signed(kCorvel), kNotMember, -6,
-       "RunUpdate cur is not admin.", false, false},
+      {"not admin", good, Signed(kCorvel), Signed(kCorvel), kNotMember, -6, "RunUpdate cur is not admin.", false,
+       false},
       {"no SID", good, {}, {}, kNoSid, -6, "RunUpdate cur is not admin.", false, false},
       {"membership unknown", good, {}, {}, kCheckFails, -6, "AdminEnv:0", false, false},
       {"no run type", u"", {}, {}, kPlain, -12, "unknown run type:\r\n", false, false},
-      {"tampered launcher", good, FakeCodeTrust::Signed(kCorvel, kBadDigest), FakeCodeTrust::Signed(kCorvel), kPlain,
-       -13, "signatures error", false, false},
-      {"unsigned child, signed launcher", good, FakeCodeTrust::Signed(kCorvel), {}, kPlain, -14,
+      {"tampered launcher", good, Signed(kCorvel, kBadDigest), Signed(kCorvel), kPlain, -13, "signatures error", false,
+       false},
+      {"unsigned child, signed launcher", good, Signed(kCorvel), {}, kPlain, -14,
        "signatures is not match. cur is:Corvel Data Co., Ltd., exe is:\r\n", false, false},
-      {"accepted name in other case", good, FakeCodeTrust::Signed(kCorvel),
-       FakeCodeTrust::Signed(u"corvel data co., ltd."), kPlain, -14, "signatures is not match", false, false},
+      {"accepted name in other case", good, Signed(kCorvel), Signed(u"corvel data co., ltd."), kPlain, -14,
+       "signatures is not match", false, false},
       {"both unsigned", good, {}, {}, kPlain, 1, "AdminEnv:1", true, true},
-      {"same foreign signer on both", good, FakeCodeTrust::Signed(u"Foreign Ltd"),
-       FakeCodeTrust::Signed(u"Foreign Ltd"), kPlain, 1, "", true, true},
-      {"expired certificate of an accepted signer", good, FakeCodeTrust::Signed(kVorn),
-       FakeCodeTrust::Signed(kCorvel, kExpired), kPlain, 1, "WinVerifyTrust invalid name:Corvel Data Co., Ltd.", true,
-       true},
+      {"same foreign signer on both", good, Signed(u"Foreign Ltd"), Signed(u"Foreign Ltd"), kPlain, 1, "", true, true},
+      {"expired certificate of an accepted signer", good, Signed(kVorn), Signed(kCorvel, kExpired), kPlain, 1,
+       "WinVerifyTrust invalid name:Corvel Data Co., Ltd.", true, true},
       {"run_install takes the same road", u"--run-type=run_install --run-exe=\"" + std::u16string(kChild) + u"\"",
-       FakeCodeTrust::Signed(kCorvel), FakeCodeTrust::Signed(kCorvel), kPlain, 1, "", true, true},
-      {"signed file cannot be held", good, FakeCodeTrust::Signed(kCorvel), FakeCodeTrust::Signed(kCorvel), kHoldBusy,
-       -15, "CreateProcess failed, error=32", false, false},
+       Signed(kCorvel), Signed(kCorvel), kPlain, 1, "", true, true},
+      {"signed file cannot be held", good, Signed(kCorvel), Signed(kCorvel), kHoldBusy, -15,
+       "CreateProcess failed, error=32", false, false},
       {"unheld file that nothing vouched for", good, {}, {}, kHoldBusy, 1, "AdminEnv:1", true, true},
       {"waited, exit code 7", good + u" --wait-time-ms=5000", {}, {}, kChildExit7, 7, "ExitCode:0", true, false},
       {"waited, exit code 1", good + u" --wait-time-ms=5000", {}, {}, kPlain, 1, "run exe wait=5000", true, true},
@@ -109,10 +102,9 @@ TEST_F(RunUpdateTest, ResultTable) {
     EXPECT_EQ(fake.CallCount("StartProcess") > 0, row.started);
     ASSERT_EQ(events.events.size(), row.signalled ? 1u : 0u);
     if (row.signalled) {
-      EXPECT_EQ(events.events[0].name, u"OrvaneRunTaskScheduleSuccessEvent");
-      EXPECT_FALSE(events.events[0].manualReset);
-      EXPECT_FALSE(events.events[0].initialState);
-      EXPECT_EQ(events.events[0].sets, 1);
+      const auto& e = events.events[0];
+      EXPECT_EQ(std::tie(e.name, e.manualReset, e.initialState, e.sets),
+                std::make_tuple(u"OrvaneRunTaskScheduleSuccessEvent", false, false, 1));
     }
     // No signature is examined without rights; with them both always are.
     EXPECT_EQ(trust.CallCount("VerifyFileKeepState"), row.result == -6 || row.result == -12 ? 0u : 2u);
@@ -153,10 +145,7 @@ TEST_F(RunUpdateTest, TheCheckedFileIsHeldUntilTheStartHasReturned) {
 }
 
 TEST(RunParamsTest, DecodingRules) {
-  const struct {
-    std::u16string encoded;
-    std::u16string decoded;
-  } rows[] = {
+  const struct { std::u16string encoded; std::u16string decoded; } rows[] = {
       {u"aGVsbG8gd29ybGQ=", u"hello world"},
       {u"aGVsbG8gd29ybGQ", u"hello world"},                // padding optional
       {u"aGVs\r\nbG8g d29y\nbGQ=", u"hello world"},        // line ends and blanks skipped
@@ -174,22 +163,12 @@ TEST(RunParamsTest, DecodingRules) {
 }
 
 TEST(WaitTimeTest, ReadLikeStoi) {
-  const struct {
-    std::u16string text;
-    bool ok;
-    int32_t value;
-    const char* failure;
-  } rows[] = {
-      {u"1500", true, 1500, nullptr},
-      {u"  +42ms", true, 42, nullptr},
-      {u"-1", true, -1, nullptr},
-      {u"0x10", true, 0, nullptr},
-      {u"2147483647", true, 2147483647, nullptr},
-      {u"-2147483648", true, INT32_MIN, nullptr},
+  const struct { std::u16string text; bool ok; int32_t value; const char* failure; } rows[] = {
+      {u"1500", true, 1500, nullptr}, {u"  +42ms", true, 42, nullptr}, {u"-1", true, -1, nullptr},
+      {u"0x10", true, 0, nullptr}, {u"2147483647", true, 2147483647, nullptr}, {u"-2147483648", true, INT32_MIN, nullptr},
       {u"2147483648", false, 0, "stoi argument out of range"},
       {u"99999999999999999999", false, 0, "stoi argument out of range"},
-      {u"abc", false, 0, "invalid stoi argument"},
-      {u"-", false, 0, "invalid stoi argument"},
+      {u"abc", false, 0, "invalid stoi argument"}, {u"-", false, 0, "invalid stoi argument"},
       {u" ", false, 0, "invalid stoi argument"},
   };
   for (const auto& row : rows) {

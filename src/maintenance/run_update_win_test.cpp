@@ -35,11 +35,7 @@ TEST_F(RunUpdateHoldTest, SwapsFailWhileHeldAndTheRunStillWorks) {
   const std::u16string childPath = WinPath(child);
 
   // Each attempt of a caller who wants another program run in the window.
-  struct Attempt {
-    const char* what;
-    bool succeeded;
-    DWORD error;
-  };
+  struct Attempt { const char* what; bool succeeded; DWORD error; };
   std::vector<Attempt> attempts;
   auto attempt = [&](const char* what, BOOL ok) { attempts.push_back({what, ok != FALSE, ok ? 0 : ::GetLastError()}); };
   trust.onVerify = [&](const std::u16string& path) {

@@ -1,6 +1,7 @@
 #include "maintenance/task_schedule.h"
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "app/launcher_test_fixture.h"
@@ -34,20 +35,12 @@ TEST_F(RegisterUpdateTaskTest, BuildsAndRegistersTheWholeDefinition) {
 
   ASSERT_EQ(ts.registered.size(), 1u);
   const FakeTaskScheduler::Registration& r = ts.registered[0];
-  EXPECT_EQ(r.folder, u"\\");
-  EXPECT_EQ(r.name, u"OrvaneUpdateTaskMachineUA");
-  EXPECT_EQ(r.flags, 6);
-  EXPECT_EQ(r.userId, u"alice");
-  EXPECT_EQ(r.logonType, 3);
-  EXPECT_EQ(r.sddl, u"");
-  EXPECT_TRUE(r.definition.authorPutNull);
-  EXPECT_EQ(r.definition.description, u"Keep it fresh");
-  EXPECT_EQ(r.definition.runLevel, 1);
-  EXPECT_EQ(r.definition.startWhenAvailable, 1);
-  EXPECT_EQ(r.definition.disallowStartIfOnBatteries, 0);
-  EXPECT_EQ(r.definition.actionTypes, std::vector<int32_t>{0});
-  EXPECT_EQ(r.definition.path, kExe);
-  EXPECT_EQ(r.definition.arguments, kArgs);
+  const FakeTaskScheduler::Definition& d = r.definition;
+  EXPECT_EQ(std::tie(r.folder, r.name, r.flags, r.userId, r.logonType, r.sddl),
+            std::make_tuple(u"\\", u"OrvaneUpdateTaskMachineUA", 6, u"alice", 3, u""));
+  EXPECT_EQ(std::tie(d.authorPutNull, d.description, d.runLevel, d.startWhenAvailable, d.disallowStartIfOnBatteries,
+                     d.actionTypes, d.path, d.arguments),
+            std::make_tuple(true, u"Keep it fresh", 1, 1, 0, std::vector<int32_t>{0}, kExe, kArgs));
   EXPECT_EQ(ts.deleted, std::vector<std::u16string>{u"OrvaneUpdateTaskMachineUA"});
 
   // The order of the calls; the releases interleave but are not the point.
@@ -68,10 +61,7 @@ TEST_F(RegisterUpdateTaskTest, BuildsAndRegistersTheWholeDefinition) {
 
 TEST_F(RegisterUpdateTaskTest, EachFailingStepEndsWithItsMessageAndReleasesEverything) {
   const int32_t kFail = static_cast<int32_t>(0x80070005u);
-  const struct {
-    const char* op;
-    const char* message;
-  } rows[] = {
+  const struct { const char* op; const char* message; } rows[] = {
       {"CoInitialize", "CoInitializeEx failed: 80070005"},
       {"CoInitializeSecurity", "CoInitializeSecurity failed: 80070005"},
       {"CreateTaskService", "Failed to create an instance of ITaskService: 80070005"},
@@ -128,15 +118,10 @@ class AddTaskScheduleTest : public launcher_test::LauncherTest {
 };
 
 TEST_F(AddTaskScheduleTest, ElevationRoads) {
+  // major: the system's major version; answer: ShellExecuteW's; elevated: a runas call was made.
   const struct {
-    const char* what;
-    std::u16string commandLine;
-    bool member;
-    uint32_t major;     // the system's major version
-    intptr_t answer;    // ShellExecuteW's
-    int32_t result;
-    bool elevated;      // a runas call was made
-    const char* logged;
+    const char* what; std::u16string commandLine; bool member; uint32_t major; intptr_t answer; int32_t result;
+    bool elevated; const char* logged;
   } rows[] = {
       {"not elevated: one elevated copy", u"--command=rebuild_taskschedule --x=1", false, 10, 42, 0, true,
        "run as admin success"},
@@ -158,15 +143,11 @@ TEST_F(AddTaskScheduleTest, ElevationRoads) {
     EXPECT_NE(Log().find(row.logged), std::string::npos) << Log();
     ASSERT_EQ(shell.calls.size(), row.elevated ? 1u : 0u);
     if (row.elevated) {
-      EXPECT_EQ(shell.calls[0].verb, u"runas");
-      EXPECT_EQ(shell.calls[0].file, fake.modulePath);
-      EXPECT_EQ(shell.calls[0].parameters, row.commandLine + u" --tried_admin_user");
-      EXPECT_TRUE(shell.calls[0].hasDirectory);
-      EXPECT_EQ(shell.calls[0].directory, platform::Native().CurrentDirectory());
-      EXPECT_EQ(shell.calls[0].show, 5);
-    }
-    if (row.answer <= 32 && row.elevated) {
-      EXPECT_NE(Log().find(", error=1223"), std::string::npos);
+      const auto& c = shell.calls[0];
+      EXPECT_EQ(std::tie(c.verb, c.file, c.parameters, c.hasDirectory, c.directory, c.show),
+                std::make_tuple(u"runas", fake.modulePath, row.commandLine + u" --tried_admin_user", true,
+                                platform::Native().CurrentDirectory(), 5));
+      EXPECT_EQ(Log().find(", error=1223") != std::string::npos, row.answer <= 32);
     }
     // Only a registration attempt is reported.
     EXPECT_EQ(Report().find("update_launcher_add_task") != std::string::npos, row.member);
@@ -195,11 +176,11 @@ TEST_F(AddTaskScheduleTest, RegistersTheProductsTaskAndReportsTheResultButExitsW
   ts.failures.clear();
   EXPECT_EQ(Run(u"--command=rebuild_taskschedule"), 0);
   ASSERT_EQ(ts.registered.size(), 1u);
-  EXPECT_EQ(ts.registered[0].name, u"OrvaneUpdateTaskMachineUA");
-  EXPECT_EQ(ts.registered[0].definition.path, fake.modulePath);
-  EXPECT_EQ(ts.registered[0].definition.arguments, kArgs);
+  const FakeTaskScheduler::Registration& r = ts.registered[0];
   // The test locale has no description key: the key itself is the format.
-  EXPECT_EQ(ts.registered[0].definition.description, u"Vorn_Installer_TaskScheduleDescription");
+  EXPECT_EQ(std::tie(r.name, r.definition.path, r.definition.arguments, r.definition.description),
+            std::make_tuple(u"OrvaneUpdateTaskMachineUA", fake.modulePath, kArgs,
+                            u"Vorn_Installer_TaskScheduleDescription"));
 }
 
 class UninstallerTest : public launcher_test::LauncherTest {
@@ -209,12 +190,8 @@ class UninstallerTest : public launcher_test::LauncherTest {
 };
 
 TEST_F(UninstallerTest, HandOffRows) {
-  const struct {
-    const char* what;
-    bool present;
-    intptr_t answer;
-    int32_t result;
-    const char* logged;  // null: nothing at error level
+  const struct {  // logged: null for nothing at error level
+    const char* what; bool present; intptr_t answer; int32_t result; const char* logged;
   } rows[] = {
       {"started", true, 42, 0, nullptr},
       {"missing", false, 42, -1, "Not found uninstaller "},
@@ -238,12 +215,10 @@ TEST_F(UninstallerTest, HandOffRows) {
       EXPECT_EQ(Log().find("[ERRO]"), std::string::npos) << Log();
     }
     ASSERT_EQ(shell.calls.size(), row.present ? 1u : 0u);
-    if (row.present) {
-      EXPECT_EQ(shell.calls[0].verb, u"open");
-      EXPECT_EQ(shell.calls[0].file, launcher_test::WinPath(root / "uninstall.exe"));
-      EXPECT_EQ(shell.calls[0].parameters, u"");  // the launcher's own switches stay behind
-      EXPECT_FALSE(shell.calls[0].hasDirectory);
-      EXPECT_EQ(shell.calls[0].show, 5);
+    if (row.present) {  // the launcher's own switches stay behind
+      const auto& c = shell.calls[0];
+      EXPECT_EQ(std::tie(c.verb, c.file, c.parameters, c.hasDirectory, c.show),
+                std::make_tuple(u"open", launcher_test::WinPath(root / "uninstall.exe"), u"", false, 5));
     }
     EXPECT_FALSE(std::filesystem::exists(UserData() / "update" / "update_report.json"));
   }

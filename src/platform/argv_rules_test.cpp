@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-
 namespace platform {
 namespace {
 
@@ -21,11 +20,8 @@ TEST(ArgvRulesTest, SplitsAsWindowsDoes) {
 
 TEST(ArgvRulesTest, QuotesOnlyWhatNeedsIt) {
   const std::pair<std::u16string, std::u16string> rows[] = {
-      {u"plain", u"plain"},
-      {u"", u"\"\""},
-      {u"tab\there", u"\"tab\there\""},
-      {u"C:\\my dir\\", u"\"C:\\my dir\\\\\""},
-      {u"\\\"", u"\"\\\\\\\"\""},
+      {u"plain", u"plain"}, {u"", u"\"\""}, {u"tab\there", u"\"tab\there\""},
+      {u"C:\\my dir\\", u"\"C:\\my dir\\\\\""}, {u"\\\"", u"\"\\\\\\\"\""},
   };
   for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
     EXPECT_EQ(QuoteArgument(rows[i].first), rows[i].second) << "row " << i;

@@ -82,17 +82,13 @@ TEST_F(PosixPlatformTest, TranslatesPathsAndResolvesLetterCase) {
 
 // The moves the launcher makes (without kMoveFileReplaceExisting, never by
 // case alone). Sources starting with f are files, d directories; targets
-// starting with g are existing files, e existing directories.
+// starting with g are existing files, e existing directories. An error of 0
+// means success; movedTo is where the source's content must be afterwards.
 TEST_F(PosixPlatformTest, MovePathKeepsWindowsSemantics) {
-  const struct {
-    const char *from, *to;
-    uint32_t error;       // 0: the move succeeds
-    const char* movedTo;  // where the source's content must be afterwards
-  } rows[] = {
-      {"f1.txt", "n1.txt", 0, "n1.txt"},        {"f2.txt", "g2.txt", kErrorAlreadyExists, "f2.txt"},
-      {"d4", "n4", 0, "n4"},                    {"d5", "e5", kErrorAlreadyExists, "d5"},
-      {"none.txt", "g8.txt", kErrorFileNotFound, nullptr},
-      {"f9.txt", "nodir/g9.txt", kErrorPathNotFound, "f9.txt"},
+  const struct { const char *from, *to; uint32_t error; const char* movedTo; } rows[] = {
+      {"f1.txt", "n1.txt", 0, "n1.txt"}, {"f2.txt", "g2.txt", kErrorAlreadyExists, "f2.txt"},
+      {"d4", "n4", 0, "n4"}, {"d5", "e5", kErrorAlreadyExists, "d5"},
+      {"none.txt", "g8.txt", kErrorFileNotFound, nullptr}, {"f9.txt", "nodir/g9.txt", kErrorPathNotFound, "f9.txt"},
   };
   for (size_t i = 0; i < std::size(rows); ++i) {
     const auto& row = rows[i];

@@ -7,20 +7,13 @@
 namespace platform {
 namespace {
 
-struct Row {
-  std::string utf8;
-  std::u16string utf16;
-};
+struct Row { std::string utf8; std::u16string utf16; };
 
 // Well-formed text converts both ways without loss, at each length boundary.
 TEST(UnicodeTest, RoundTripsWellFormedText) {
   const Row rows[] = {
-      {"", u""},
-      {"\xDF\xBF", u"\u07ff"},
-      {"\xE0\xA0\x80", u"\u0800"},
-      {"\xEF\xBF\xBD", u"\ufffd"},
-      {"\xF0\x90\x80\x80", u"\U00010000"},
-      {"\xF4\x8F\xBF\xBF", u"\U0010FFFF"},
+      {"", u""}, {"\xDF\xBF", u"\u07ff"}, {"\xE0\xA0\x80", u"\u0800"}, {"\xEF\xBF\xBD", u"\ufffd"},
+      {"\xF0\x90\x80\x80", u"\U00010000"}, {"\xF4\x8F\xBF\xBF", u"\U0010FFFF"},
       {std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
   };
   for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {

@@ -33,11 +33,7 @@ TEST(WinPlatformTest, FailuresCarryTheWindowsErrorCodes) {
   };
   ProcessInfo info;
   const uint8_t* data = nullptr;
-  const struct {
-    const char* what;
-    std::pair<bool, uint32_t> got;
-    uint32_t error;
-  } rows[] = {
+  const struct { const char* what; std::pair<bool, uint32_t> got; uint32_t error; } rows[] = {
       {"delete missing file", run([&] { return p.DeleteOneFile(root + u"\\none.txt"); }), kErrorFileNotFound},
       {"delete in missing dir", run([&] { return p.DeleteOneFile(root + u"\\no\\x.txt"); }), kErrorPathNotFound},
       {"remove non-empty dir", run([&] { return p.RemoveOneDirectory(root + u"\\full"); }), kErrorDirNotEmpty},

@@ -16,15 +16,6 @@ using launcher_test::WinPath;
 
 void Touch(const fs::path& path) { launcher_test::WriteAll(path, "x"); }
 
-std::vector<uint8_t> Utf16Value(const std::u16string& text) {
-  std::vector<uint8_t> bytes;
-  for (char16_t c : text + u'\0') {
-    bytes.push_back(static_cast<uint8_t>(c & 0xFF));
-    bytes.push_back(static_cast<uint8_t>(c >> 8));
-  }
-  return bytes;
-}
-
 class InstallLocationTest : public ::testing::Test {
  protected:
   InstallLocationTest() {
@@ -34,9 +25,11 @@ class InstallLocationTest : public ::testing::Test {
     config.product_info_key = u"Orvane";
     config.exe_file_name = u"Orvane.exe";
   }
+  // The REG_SZ value with its terminator, little-endian as the system stores it.
   void SetInstallDir(platform::Hive hive, const std::u16string& dir) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(dir.c_str());
     fake.registry[platform::FakePlatform::RegistryPath(hive, u"Software\\Orvane")][u"InstallDir"] = {
-        platform::kRegSz, Utf16Value(dir)};
+        platform::kRegSz, std::vector<uint8_t>(bytes, bytes + 2 * dir.size() + 2)};
   }
   // An install root: the launcher and, when asked, its ini file.
   std::u16string MakeRoot(const std::string& name, bool exe, bool ini) {
@@ -58,10 +51,8 @@ TEST_F(InstallLocationTest, RegisteredDirectoryAndScope) {
   const std::u16string good = MakeRoot("good", true, true);
   const std::u16string noIni = MakeRoot("no-ini", true, false);
   const std::u16string noExe = MakeRoot("no-exe", false, true);
-  struct Row {
-    const char* what;
-    std::u16string machine, user;  // empty: no value
-    int32_t scope;
+  struct Row {  // machine, user: empty for no value
+    const char* what; std::u16string machine, user; int32_t scope;
     std::u16string machineVerified, userVerified, userUnverified;
   } rows[] = {
       {"nothing registered", u"", u"", 0, u"", u"", u""},
@@ -81,8 +72,7 @@ TEST_F(InstallLocationTest, RegisteredDirectoryAndScope) {
   }
   // A value of the empty text counts as none.
   fake.registry.clear();
-  fake.registry[platform::FakePlatform::RegistryPath(platform::Hive::kLocalMachine, u"Software\\Orvane")]
-               [u"InstallDir"] = {platform::kRegSz, {0, 0}};
+  SetInstallDir(platform::Hive::kLocalMachine, u"");
   SetInstallDir(platform::Hive::kCurrentUser, good);
   EXPECT_EQ(GetInstalledScope(config), 1);
 }
@@ -105,9 +95,7 @@ TEST_F(InstallLocationTest, DefaultDirectory) {
 }
 
 TEST_F(InstallLocationTest, UserChosenDirectory) {
-  const struct {
-    std::u16string chosen, want;
-  } rows[] = {
+  const struct { std::u16string chosen, want; } rows[] = {
       {u"D:/Apps", u"D:\\Apps\\Orvane"},
       {u"D:\\Apps\\orvane", u"D:\\Apps\\orvane"},
       {u"D:\\Apps\\Orvane.2", u"D:\\Apps\\Orvane.2"},  // the extension is left out of the test
@@ -127,10 +115,7 @@ TEST_F(InstallLocationTest, ProductPath) {
   const std::u16string root = MakeRoot("root", true, true);
   Touch(base_ / "file");
   folders.networkDrives = {u"N:"};
-  const struct {
-    std::u16string path, want;
-    bool created;
-  } rows[] = {
+  const struct { std::u16string path, want; bool created; } rows[] = {
       {u"Apps\\Orvane", u"", false},  // relative
       {u"", u"", false},
       {u"\\\\server\\share", u"", false},  // network

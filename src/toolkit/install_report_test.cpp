@@ -9,11 +9,7 @@ namespace {
 // The rows where a slip is easy: the misspelt name, the two keys of an
 // unknown error, the ends of both tables.
 TEST(InstallReportTest, NamesAndMessageKeys) {
-  struct Row {
-    int32_t code;
-    const char* name;
-    const char* key;
-  } rows[] = {
+  struct Row { int32_t code; const char* name; const char* key; } rows[] = {
       {-10000, "KillProecessTimeout", "Vorn_Installer_CloseAntivirusNote"},
       {-9999, "FetchVersionFailed", "Vorn_Installer_FetchVersionFail"},
       {-9998, "DownloadPackageFailed", "Vorn_Installer_DownloadPackageFail"},

@@ -81,12 +81,11 @@ TEST_F(FinderTest, WalkRecords) {
   ASSERT_EQ(seen.size(), 3u);
   EXPECT_EQ(count, 2);
   EXPECT_EQ(Ids(listed), (std::set<uint32_t>{10, 12}));
-  EXPECT_EQ(seen[0].name, u"Orvane.exe");
-  EXPECT_EQ(seen[0].directory, root + u"app\\");
-  EXPECT_EQ(seen[0].parentProcessId, 1u);
-  EXPECT_EQ(seen[1].path, u"secret.exe");
-  EXPECT_EQ(seen[1].name, u"secret.exe");
-  EXPECT_EQ(seen[1].directory, u"");
+  auto fields = [](const CFoundProcess& p) {
+    return std::tie(p.processId, p.parentProcessId, p.name, p.path, p.directory);
+  };
+  EXPECT_EQ(fields(seen[0]), std::make_tuple(10u, 1u, u"Orvane.exe", root + u"app\\Orvane.exe", root + u"app\\"));
+  EXPECT_EQ(fields(seen[1]), std::make_tuple(11u, 10u, u"secret.exe", u"secret.exe", u""));
   EXPECT_EQ(images.accessAsked.front(), 0x410u);
   EXPECT_EQ(images.OpenHandles(), 0u);
 
@@ -116,34 +115,23 @@ TEST_F(FinderTest, ProcessFinderTable) {
   fake.processList.push_back({25, 1, u"Orvane.exe"});  // cannot be opened
   images.processes[25].openError = platform::kErrorAccessDenied;
 
-  struct Row {
-    const char* what;
-    std::u16string prefix;
-    std::set<uint32_t> hits;
-  } directoryRows[] = {
-      {"root with separator", root, {20, 21, 23}},
-      {"case folded", Upper(root), {20, 21, 23}},
-      {"app directory", root + u"App\\", {20, 21}},
-      {"root without separator takes the sibling", root.substr(0, root.size() - 1), {20, 21, 23, 24}},
+  // product: the product finder, else the directory finder.
+  struct Row { const char* what; bool product; std::u16string prefix; std::set<uint32_t> hits; } rows[] = {
+      {"root with separator", false, root, {20, 21, 23}},
+      {"case folded", false, Upper(root), {20, 21, 23}},
+      {"app directory", false, root + u"App\\", {20, 21}},
+      {"root without separator takes the sibling", false, root.substr(0, root.size() - 1), {20, 21, 23, 24}},
+      {"product: no filter", true, u"", {20}},
+      {"product: this root", true, root, {20}},
+      {"product: other root", true, bare, {}},
+      {"product: filter is a prefix of the root", true, WinPath(base_), {20}},
   };
-  for (const Row& row : directoryRows) {
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
     std::vector<CFoundProcess> found;
-    EXPECT_EQ(CDirectoryProcessFinder().Find(&found, row.prefix), !row.hits.empty());
-    EXPECT_EQ(Ids(found), row.hits);
-  }
-
-  const CProductConfig config = Config();
-  Row vornRows[] = {
-      {"no filter", u"", {20}},
-      {"this root", root, {20}},
-      {"other root", bare, {}},
-      {"filter is a prefix of the root", WinPath(base_), {20}},
-  };
-  for (const Row& row : vornRows) {
-    SCOPED_TRACE(row.what);
-    std::vector<CFoundProcess> found;
-    EXPECT_EQ(CVornProcessFinder().Find(config, &found, row.prefix), !row.hits.empty());
+    EXPECT_EQ(row.product ? CVornProcessFinder().Find(Config(), &found, row.prefix)
+                          : CDirectoryProcessFinder().Find(&found, row.prefix),
+              !row.hits.empty());
     EXPECT_EQ(Ids(found), row.hits);
   }
 }
@@ -153,10 +141,7 @@ TEST_F(FinderTest, ProcessFinderTable) {
 TEST_F(FinderTest, ProcessFilePathTable) {
   const std::u16string drives = std::u16string(u"C:\\") + u'\0' + u"D:\\" + u'\0';
   struct Row {
-    const char* what;
-    FakeProcessImages::Process process;
-    uint32_t drivesResult;
-    std::u16string want;
+    const char* what; FakeProcessImages::Process process; uint32_t drivesResult; std::u16string want;
   } rows[] = {
       {"module path", {0, u"C:\\x\\a.exe", 299, u"\\Device\\HarddiskVolume3\\x\\a.exe"}, 8, u"C:\\x\\a.exe"},
       {"device of D:", {0, u"", 299, u"\\device\\harddiskvolume3\\x\\a.exe"}, 8, u"D:\\x\\a.exe"},
@@ -190,12 +175,7 @@ TEST_F(FinderTest, ShortcutsAndSweep) {
   fake.SetEnvValue(u"APPDATA", WinPath(base_ / "roaming"));
   const std::u16string alive = root + u"Orvane.ini";
   const std::u16string gone = root + u"Orvane.exe";
-  const struct {
-    fs::path dir;
-    const char* name;
-    std::u16string target;
-    bool found, removed;
-  } rows[] = {
+  const struct { fs::path dir; const char* name; std::u16string target; bool found, removed; } rows[] = {
       {desktop, "Orvane Browser.lnk", gone, true, true},
       {desktop, "orvane cn.lnk", alive, true, false},
       {desktop, "Orvane.lnk", gone, false, false},  // the fixed name is turned away

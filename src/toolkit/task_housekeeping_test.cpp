@@ -33,24 +33,13 @@ class HousekeepingTest : public launcher_test::LauncherTest {
     MakeExe("Orvane.exe");
   }
   void SetVersion(const std::u16string& version) { versions.records[launcher].strings[kUsSubBlock] = version; }
-  // Every object handed out was released and COM left as found.
-  void ExpectBalanced() {
-    EXPECT_EQ(ts.liveObjects, 0);
-    EXPECT_EQ(ts.initialized, 0);
-  }
-
-  FakeTaskScheduler ts;
   platform::FakeFileVersions versions;
   std::u16string launcher;
 };
 
 TEST_F(HousekeepingTest, LauncherVersionRows) {
-  struct Row {
-    const char16_t* version;  // null: the record has no ProductVersion
-    bool hasTranslation;
-    uint16_t language, codePage;
-    const char16_t* subBlock;
-    bool expected;
+  struct Row {  // version: null when the record has no ProductVersion
+    const char16_t* version; bool hasTranslation; uint16_t language, codePage; const char16_t* subBlock; bool expected;
   } rows[] = {
       {u"6.1.0", true, 0x0409, 1200, kUsSubBlock, true},
       {u"6.0.9", true, 0x0409, 1200, kUsSubBlock, false},
@@ -64,12 +53,8 @@ TEST_F(HousekeepingTest, LauncherVersionRows) {
       {nullptr, true, 0x0409, 1200, kUsSubBlock, false},
   };
   for (const Row& row : rows) {
-    platform::FakeFileVersions::Record record;
-    record.hasTranslation = row.hasTranslation;
-    record.language = row.language;
-    record.codePage = row.codePage;
-    if (row.version != nullptr) record.strings[row.subBlock] = row.version;
-    versions.records[launcher] = record;
+    versions.records[launcher] = {row.hasTranslation, row.language, row.codePage, {}};
+    if (row.version != nullptr) versions.records[launcher].strings[row.subBlock] = row.version;
     EXPECT_EQ(IsLauncherVersionSupported(launcher), row.expected)
         << launcher_test::Narrow(row.version ? row.version : u"(none)") << " " << launcher_test::Narrow(row.subBlock);
   }
@@ -81,15 +66,11 @@ TEST_F(HousekeepingTest, LauncherVersionRows) {
 }
 
 TEST_F(HousekeepingTest, RunUpdateTaskRows) {
+  // version: of the task's launcher, null when the file is missing; logged: null for no
+  // "Task run failed" line at all.
   struct Row {
-    const char* name;
-    bool taskExists;
-    const char16_t* version;  // of the task's launcher; null: the file is missing
-    int32_t runFailure;
-    uint32_t enginePid;
-    int32_t expected;
-    bool ran, stopped;
-    const char* logged;  // null: no "Task run failed" line at all
+    const char* name; bool taskExists; const char16_t* version; int32_t runFailure; uint32_t enginePid;
+    int32_t expected; bool ran, stopped; const char* logged;
   } rows[] = {
       {"no task", false, u"6.1.0", 0, 0, kNoTask, false, false, nullptr},
       {"older launcher", true, u"6.0.9", 0, 0, kEFail, false, false, "Task run failed: 80004005"},
@@ -99,10 +80,7 @@ TEST_F(HousekeepingTest, RunUpdateTaskRows) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    ts.calls.clear();
-    ts.runs.clear();
-    ts.tasks.clear();
-    ts.liveObjects = ts.initialized = 0;
+    FakeTaskScheduler ts;
     const std::u16string path = row.version ? launcher : WinPath(root / "gone" / "Orvane.exe");
     if (row.taskExists) ts.tasks[kTask] = path;
     SetVersion(row.version ? row.version : u"9.9.9");
@@ -113,7 +91,8 @@ TEST_F(HousekeepingTest, RunUpdateTaskRows) {
     EXPECT_EQ(RunUpdateTask(u"Orvane", u"eyJhIjoxfQ=="), row.expected);
     EXPECT_EQ(ts.runs, row.ran ? std::vector<std::u16string>{u"eyJhIjoxfQ=="} : std::vector<std::u16string>{});
     EXPECT_EQ(std::count(ts.calls.begin(), ts.calls.end(), "StopTask"), row.stopped ? 1 : 0);
-    ExpectBalanced();
+    // Every object handed out was released and COM left as found.
+    EXPECT_EQ(std::make_pair(ts.liveObjects, ts.initialized), std::make_pair(0, 0));
     const std::string log = Log().substr(logBefore);
     if (row.logged == nullptr) {
       EXPECT_EQ(log.find("Task run failed"), std::string::npos) << log;
@@ -151,12 +130,7 @@ TEST(RunUpdateTaskNative, SucceedsOnTheLaunchersEvent) {
 
 TEST_F(HousekeepingTest, DeleteUpdateTaskRows) {
   struct Row {
-    const char* name;
-    bool taskExists;
-    const char16_t* expectedPath;
-    int32_t deleteFailure;
-    int32_t expected;
-    bool remains;
+    const char* name; bool taskExists; const char16_t* expectedPath; int32_t deleteFailure, expected; bool remains;
     const char* logged;
   } rows[] = {
       {"same launcher, other case", true, u"c:\\PROGRAM FILES\\orvane\\orvane.EXE", 0, 0, false,
@@ -168,15 +142,14 @@ TEST_F(HousekeepingTest, DeleteUpdateTaskRows) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    ts.tasks.clear();
-    ts.deleted.clear();
+    FakeTaskScheduler ts;
     if (row.taskExists) ts.tasks[kTask] = u"C:\\Program Files\\Orvane\\Orvane.exe";
     if (row.deleteFailure != 0) ts.failures["DeleteTask"] = row.deleteFailure;
     const size_t logBefore = Log().size();
     EXPECT_EQ(DeleteUpdateTask(kTask, row.expectedPath), row.expected);
     EXPECT_EQ(ts.tasks.count(kTask) == 1, row.remains);
     EXPECT_NE(Log().substr(logBefore).find(row.logged), std::string::npos);
-    ExpectBalanced();
+    EXPECT_EQ(std::make_pair(ts.liveObjects, ts.initialized), std::make_pair(0, 0));
   }
 }
 
@@ -215,11 +188,7 @@ TEST_F(HousekeepingTest, DeleteDataMarkerRows) {
   config.data_dir = u"Orvane";
   config.version_dir_name = u"app";
 
-  struct Row {
-    const char* ini;  // null: no Orvane.ini
-    const char16_t* dataDir;
-    bool marked;
-  } rows[] = {
+  struct Row { const char* ini; const char16_t* dataDir; bool marked; } rows[] = {  // ini: null for none
       {nullptr, u"Orvane", false},
       {"APP", u"Orvane", false},  // the recorded directory is the configured one
       {"1.78.4", u"", false},     // data_dir equals the (empty) old data directory

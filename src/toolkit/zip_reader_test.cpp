@@ -28,11 +28,20 @@ std::string Text(size_t n) {
   return out;
 }
 
-Item MakeItem(const std::string& name, const std::string& data, uint16_t method = 8) {
+// The text of the last result, whose length FormatZipResult answers.
+std::u16string RecentText() {
+  char16_t text[80];
+  const uint32_t length = FormatZipResult(ZR_RECENT, text, 80);
+  EXPECT_EQ(length, std::char_traits<char16_t>::length(text));
+  return text;
+}
+
+Item MakeItem(const std::string& name, const std::string& data, uint16_t method = 8, const char* password = "") {
   Item item;
   item.name = name;
   item.data = data;
   item.method = method;
+  item.password = password;
   return item;
 }
 
@@ -41,13 +50,11 @@ class ZipReaderTest : public ::testing::Test {
   ~ZipReaderTest() override {
     if (zip != nullptr) ReleaseZip(zip);
   }
-  std::u16string Write(const Archive& archive, const std::string& file = "a.zip") {
-    orvane_test::WriteBytes(temp.path() / file, archive.Build());
-    return temp.core() + u"\\" + Wide(file);
-  }
-  // Opens the archive with its base directory at out\.
+  // Writes and opens the archive, in place of the one open before, with its base directory at out\.
   ZipHandle Open(const Archive& archive, const char* password = nullptr) {
-    zip = OpenZip(Write(archive), password);
+    if (zip != nullptr) ReleaseZip(zip);
+    orvane_test::WriteBytes(temp.path() / "a.zip", archive.Build());
+    zip = OpenZip(temp.core() + u"\\a.zip", password);
     if (zip != nullptr) {
       EXPECT_EQ(SetUnzipBaseDir(zip, temp.core() + u"\\out"), ZR_OK);
     }
@@ -61,18 +68,10 @@ class ZipReaderTest : public ::testing::Test {
 };
 
 TEST_F(ZipReaderTest, NamesAreCleaned) {
-  struct Row {
-    const char* stored;
-    const char16_t* reported;
-  } rows[] = {
-      {"C:\\a\\b.txt", u"a\\b.txt"},
-      {"x\\..\\y.txt", u"y.txt"},
-      {"\\\\server\\a.txt", u"server\\a.txt"},
-      {"../y.txt", u"../y.txt"},
-      {"a/../b/../c.txt", u"c.txt"},
-      {"/x/../../y.txt", u"../y.txt"},
-      {"d:/C:/e.txt", u"e.txt"},
-      {"ok/name.txt", u"ok/name.txt"},
+  struct Row { const char* stored; const char16_t* reported; } rows[] = {
+      {"C:\\a\\b.txt", u"a\\b.txt"}, {"x\\..\\y.txt", u"y.txt"}, {"\\\\server\\a.txt", u"server\\a.txt"},
+      {"../y.txt", u"../y.txt"}, {"a/../b/../c.txt", u"c.txt"}, {"/x/../../y.txt", u"../y.txt"},
+      {"d:/C:/e.txt", u"e.txt"}, {"ok/name.txt", u"ok/name.txt"},
   };
   Archive archive;
   for (const Row& row : rows) archive.items.push_back(MakeItem(row.stored, "x"));
@@ -85,13 +84,7 @@ TEST_F(ZipReaderTest, NamesAreCleaned) {
 }
 
 TEST_F(ZipReaderTest, OpeningFindsTheEndRecordOnlyInTheLastBlock) {
-  struct Row {
-    const char* what;
-    std::string prefix;
-    size_t comment;
-    int64_t entriesTotal;
-    bool opens;
-  } rows[] = {
+  struct Row { const char* what; std::string prefix; size_t comment; int64_t entriesTotal; bool opens; } rows[] = {
       {"plain", "", 0, -1, true},
       {"bytes in front", Noise(5000, 1), 0, -1, true},
       {"comment that leaves the record in the block", "", 1000, -1, true},
@@ -105,55 +98,33 @@ TEST_F(ZipReaderTest, OpeningFindsTheEndRecordOnlyInTheLastBlock) {
     archive.comment = std::string(row.comment, 'c');
     archive.entriesTotal = row.entriesTotal;
     archive.items.push_back(MakeItem("f.txt", Text(40000)));
-    ZipHandle opened = OpenZip(Write(archive), nullptr);
-    EXPECT_EQ(opened != nullptr, row.opens);
-    if (opened == nullptr) {
-      char16_t text[64];
-      FormatZipResult(ZR_RECENT, text, 64);
-      EXPECT_EQ(std::u16string(text), u"Couldn't create/open file");
+    EXPECT_EQ(Open(archive) != nullptr, row.opens);
+    if (zip == nullptr) {
+      EXPECT_EQ(RecentText(), u"Couldn't create/open file");
       continue;
     }
-    ASSERT_EQ(SetUnzipBaseDir(opened, temp.core() + u"\\out"), ZR_OK);
-    EXPECT_EQ(UnzipItem(opened, 0, u"f.txt"), ZR_OK);
+    EXPECT_EQ(UnzipItem(zip, 0, u"f.txt"), ZR_OK);
     EXPECT_EQ(Out("f.txt"), Text(40000));
-    ReleaseZip(opened);
   }
   EXPECT_EQ(OpenZip(temp.core() + u"\\missing.zip", nullptr), nullptr);
   orvane_test::WriteBytes(temp.path() / "tiny.zip", "PK\x05\x06");
   EXPECT_EQ(OpenZip(temp.core() + u"\\tiny.zip", nullptr), nullptr);
-  char16_t text[64];
-  FormatZipResult(ZR_RECENT, text, 64);
-  EXPECT_EQ(std::u16string(text), u"Couldn't create/open file");
+  EXPECT_EQ(RecentText(), u"Couldn't create/open file");
 }
 
 TEST_F(ZipReaderTest, LocalHeaderChecks) {
-  struct Row {
-    const char* what;
-    int localMethod;
-    int64_t localUncSize;
-    bool descriptorFlag;
-    uint32_t result;
-  } rows[] = {
-      {"matching", -1, -1, false, ZR_OK},
-      {"method differs", 0, -1, false, ZR_CORRUPT},
-      {"size differs", -1, 7, false, ZR_CORRUPT},
-      {"size differs with bit 3", -1, 7, true, ZR_OK},
-  };
   Archive archive;
-  for (const Row& row : rows) {
-    Item item = MakeItem(row.what, Text(100));
-    item.localMethod = row.localMethod;
-    item.localUncSize = row.localUncSize;
-    item.dataDescriptorFlag = row.descriptorFlag;
-    archive.items.push_back(item);
+  for (const char* name : {"matching", "method differs", "size differs", "size differs with bit 3", "method 12"}) {
+    archive.items.push_back(MakeItem(name, Text(100)));
   }
-  Item method12 = MakeItem("method 12", Text(100), 0);
-  method12.method = 12;
-  archive.items.push_back(method12);
+  archive.items[1].localMethod = 0;
+  archive.items[2].localUncSize = archive.items[3].localUncSize = 7;
+  archive.items[3].dataDescriptorFlag = true;
+  archive.items[4].method = 12;
   ASSERT_NE(Open(archive), nullptr);
   ZipEntry entry;
-  for (size_t i = 0; i < 4; ++i) EXPECT_EQ(GetZipItem(zip, static_cast<int32_t>(i), &entry), rows[i].result) << rows[i].what;
-  EXPECT_EQ(GetZipItem(zip, 4, &entry), ZR_CORRUPT);
+  const uint32_t results[] = {ZR_OK, ZR_CORRUPT, ZR_CORRUPT, ZR_OK, ZR_CORRUPT};
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(GetZipItem(zip, i, &entry), results[i]) << archive.items[i].name;
   EXPECT_EQ(UnzipItem(zip, 4, u"m12"), ZR_CORRUPT);
   EXPECT_FALSE(OutExists("m12"));
 
@@ -166,11 +137,7 @@ TEST_F(ZipReaderTest, LocalHeaderChecks) {
 }
 
 TEST_F(ZipReaderTest, AttributesFromTheHostSystem) {
-  struct Row {
-    uint16_t madeBy;
-    uint32_t external;
-    uint32_t attr;
-  } rows[] = {
+  struct Row { uint16_t madeBy; uint32_t external; uint32_t attr; } rows[] = {
       {0x0014, 0x23, 0x23},                 // DOS: read-only, hidden, archive
       {0x0014, 0x14, 0x14},                 // DOS: system directory, no archive bit
       {0x0B14, 0x01, 0x01},                 // NTFS host
@@ -181,10 +148,9 @@ TEST_F(ZipReaderTest, AttributesFromTheHostSystem) {
   };
   Archive archive;
   for (const Row& row : rows) {
-    Item item = MakeItem("f", "x");
-    item.versionMadeBy = row.madeBy;
-    item.externalAttr = row.external;
-    archive.items.push_back(item);
+    archive.items.push_back(MakeItem("f", "x"));
+    archive.items.back().versionMadeBy = row.madeBy;
+    archive.items.back().externalAttr = row.external;
   }
   ASSERT_NE(Open(archive), nullptr);
   for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
@@ -215,67 +181,40 @@ TEST_F(ZipReaderTest, TimesFromTheDosFieldsAndTheUtRecord) {
   ASSERT_NE(Open(archive), nullptr);
   ZipEntry e[6];
   for (int i = 0; i < 6; ++i) ASSERT_EQ(GetZipItem(zip, i, &e[i]), ZR_OK) << i;
-
-  const uint64_t dos = Ticks(e[0].mtime);
+  const uint64_t dos = Ticks(e[0].mtime), t1 = dos + 2 * kSecond, t2 = dos + 31 * 86400 * kSecond;
   EXPECT_NE(dos, 0u);
-  EXPECT_EQ(Ticks(e[0].atime), dos);
-  EXPECT_EQ(Ticks(e[0].ctime), dos);
-  EXPECT_EQ(Ticks(e[1].mtime) - dos, 2 * kSecond);
-  EXPECT_EQ(Ticks(e[2].mtime) - dos, 31 * 86400 * kSecond);
-
-  const uint64_t unix0 = 11644473600ull * kSecond;
-  EXPECT_EQ(Ticks(e[3].mtime), unix0 + 1700000000ull * kSecond);
-  EXPECT_EQ(Ticks(e[3].atime), dos);
-  EXPECT_EQ(Ticks(e[3].ctime), dos);
-  EXPECT_EQ(Ticks(e[4].mtime), unix0 + 1700000000ull * kSecond);
-  EXPECT_EQ(Ticks(e[4].atime), unix0 + 1600000000ull * kSecond);
-  EXPECT_EQ(Ticks(e[4].ctime), unix0 + 1500000000ull * kSecond);
-  EXPECT_EQ(Ticks(e[5].mtime), unix0 + 1700000000ull * kSecond);
-  EXPECT_EQ(Ticks(e[5].atime), dos);
+  auto ut = [](uint64_t seconds) { return (11644473600ull + seconds) * kSecond; };
+  const std::vector<std::vector<uint64_t>> want = {  // mtime, atime, ctime
+      {dos, dos, dos}, {t1, t1, t1}, {t2, t2, t2}, {ut(1700000000), dos, dos},
+      {ut(1700000000), ut(1600000000), ut(1500000000)}, {ut(1700000000), dos, dos}};
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_EQ((std::vector<uint64_t>{Ticks(e[i].mtime), Ticks(e[i].atime), Ticks(e[i].ctime)}), want[i]) << i;
+  }
 }
 
 // Plain items of every size and kind are ZipExtractTest.RoundTripOfARealTree's.
 TEST_F(ZipReaderTest, ItemsComeOutByteForByte) {
-  struct Row {
-    const char* name;
-    std::string data;
-    uint16_t method;
-    const char* password;
-    bool descriptorFlag;
-  } rows[] = {
-      {"stored.bin", Noise(70000, 2), 0, "", false},
-      {"secret.txt", Text(40000), 8, "pass word", false},
-      {"secret-stored.bin", Noise(20000, 4), 0, "pass word", false},
-      {"secret-flag3.txt", Text(1000), 8, "pass word", true},
-  };
   Archive archive;
-  for (const Row& row : rows) {
-    Item item = MakeItem(row.name, row.data, row.method);
-    item.password = row.password;
-    item.dataDescriptorFlag = row.descriptorFlag;
-    archive.items.push_back(item);
-  }
+  archive.items = {MakeItem("stored.bin", Noise(70000, 2), 0), MakeItem("secret.txt", Text(40000), 8, "pass word"),
+                   MakeItem("secret-stored.bin", Noise(20000, 4), 0, "pass word"),
+                   MakeItem("secret-flag3.txt", Text(1000), 8, "pass word")};
+  archive.items[3].dataDescriptorFlag = true;
   ASSERT_NE(Open(archive, "pass word"), nullptr);
   // Backwards, so that the walk also goes back to the start.
-  for (int i = static_cast<int>(sizeof rows / sizeof rows[0]) - 1; i >= 0; --i) {
-    EXPECT_EQ(UnzipItem(zip, i, Wide(rows[i].name)), ZR_OK) << rows[i].name;
-    EXPECT_TRUE(Out(rows[i].name) == rows[i].data) << rows[i].name;
+  for (int i = 3; i >= 0; --i) {
+    const Item& item = archive.items[i];
+    EXPECT_EQ(UnzipItem(zip, i, Wide(item.name)), ZR_OK) << item.name;
+    EXPECT_TRUE(Out(item.name) == item.data) << item.name;
   }
 }
 
 TEST_F(ZipReaderTest, WrongOrMissingPasswordIsRefused) {
   Archive archive;
-  Item item = MakeItem("secret.txt", Text(5000));
-  item.password = "right";
-  archive.items.push_back(item);
+  archive.items.push_back(MakeItem("secret.txt", Text(5000), 8, "right"));
   for (const char* password : {"wrong", static_cast<const char*>(nullptr)}) {
     ASSERT_NE(Open(archive, password), nullptr);
     EXPECT_EQ(UnzipItem(zip, 0, u"secret.txt"), ZR_PASSWORD);
-    char16_t text[64];
-    EXPECT_EQ(FormatZipResult(ZR_RECENT, text, 64), 25u);
-    EXPECT_EQ(std::u16string(text), u"Correct password required");
-    ReleaseZip(zip);
-    zip = nullptr;
+    EXPECT_EQ(RecentText(), u"Correct password required");
   }
 }
 
@@ -295,19 +234,15 @@ TEST_F(ZipReaderTest, MalformedItemsEndWithAResult) {
   archive.items.push_back(MakeItem("deep/" + std::string(300, 'n') + ".txt", "long"));
   archive.items.push_back(MakeItem("..", "dots"));
   ASSERT_NE(Open(archive), nullptr);
-  struct Row {
-    int index;
-    uint32_t result;
-  } rows[] = {{0, ZR_FLATE}, {1, ZR_FLATE}, {2, ZR_FLATE}, {3, ZR_NOFILE}, {4, ZR_NOFILE}, {5, ZR_NOFILE}};
-  for (const Row& row : rows) {
-    ZipEntry entry;
-    ASSERT_EQ(GetZipItem(zip, row.index, &entry), ZR_OK);
-    EXPECT_EQ(UnzipItem(zip, row.index, entry.name), row.result) << row.index;
+  const uint32_t results[] = {ZR_FLATE, ZR_FLATE, ZR_FLATE, ZR_NOFILE, ZR_NOFILE, ZR_NOFILE};
+  ZipEntry entry;
+  for (int i = 0; i < 6; ++i) {
+    ASSERT_EQ(GetZipItem(zip, i, &entry), ZR_OK);
+    EXPECT_EQ(UnzipItem(zip, i, entry.name), results[i]) << i;
   }
   EXPECT_TRUE(OutExists("empty.txt"));
   EXPECT_EQ(std::filesystem::file_size(temp.path() / "out" / "empty.txt"), 0u);
   EXPECT_FALSE(std::filesystem::exists(temp.path() / "escape.txt"));
-  ZipEntry entry;
   ASSERT_EQ(GetZipItem(zip, 3, &entry), ZR_OK);
   EXPECT_EQ(std::u16string(entry.name), u"../escape.txt");
 }
@@ -326,9 +261,8 @@ TEST_F(ZipReaderTest, ABrokenCentralHeaderStopsTheWalk) {
 
 TEST_F(ZipReaderTest, DirectoriesAndAbsoluteTargets) {
   Archive archive;
-  Item dir = MakeItem("sub/dir/", "", 0);
-  dir.externalAttr = 0040755u << 16;
-  archive.items.push_back(dir);
+  archive.items.push_back(MakeItem("sub/dir/", "", 0));
+  archive.items.back().externalAttr = 0040755u << 16;
   archive.items.push_back(MakeItem("f.txt", "hello"));
   ASSERT_NE(Open(archive), nullptr);
   EXPECT_EQ(UnzipItem(zip, 0, u"sub\\dir\\"), ZR_OK);
@@ -347,10 +281,7 @@ TEST_F(ZipReaderTest, HandlesAndResultTexts) {
   ZipHandleData other{2, nullptr};
   EXPECT_EQ(GetZipItem(&other, 0, &entry), ZR_ZMODE);
   EXPECT_EQ(ReleaseZip(&other), ZR_ZMODE);
-  struct Row {
-    uint32_t code;
-    const char16_t* text;
-  } rows[] = {
+  struct Row { uint32_t code; const char16_t* text; } rows[] = {
       {ZR_OK, u"Success"},
       {256, u"Culdn't duplicate handle"},
       {1792, u"Zipfile is corrupt or not a zipfile"},
@@ -369,9 +300,7 @@ TEST_F(ZipReaderTest, HandlesAndResultTexts) {
     EXPECT_EQ(std::u16string(small), expected.substr(0, 3));
     EXPECT_EQ(small[4], u'#');
   }
-  char16_t text[80];
-  FormatZipResult(ZR_RECENT, text, 80);  // the last result was ReleaseZip's
-  EXPECT_EQ(std::u16string(text), u"Caller: mixing creation and opening of zip");
+  EXPECT_EQ(RecentText(), u"Caller: mixing creation and opening of zip");  // ReleaseZip's
 }
 
 // Branches a real file cannot show.
@@ -400,9 +329,7 @@ TEST_F(ZipReaderTest, FailingCallsOfTheFileService) {
     platform::FakeFileHandles fake;
     fake.SetUnseekable(true);
     EXPECT_EQ(OpenZipHandle(file, nullptr), nullptr);
-    char16_t text[64];
-    FormatZipResult(ZR_RECENT, text, 64);
-    EXPECT_EQ(std::u16string(text), u"Zip-bug: trying to seek the unseekable");
+    EXPECT_EQ(RecentText(), u"Zip-bug: trying to seek the unseekable");
   }
   io.CloseHandle(file);
 }
