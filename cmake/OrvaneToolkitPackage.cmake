@@ -23,6 +23,7 @@ set(ORVANE_TOOLKIT_PUBLIC_HEADERS
   toolkit/zip_reader.h
   base/product_config.h
   layout/shortcuts.h
+  layout/task_launcher_path.h
   platform/file_handles.h
   platform/types.h
 )
