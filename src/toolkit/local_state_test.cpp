@@ -59,7 +59,6 @@ TEST_F(LocalStateTest, DocumentRows) {
       {"not JSON", "Local State", false, {}},
       {"an array", "[1,2]", false, {}},
       {"no profile object", R"({"browser":{}})", false, {}},
-      {"profile of another type", R"({"profile":[]})", false, {}},
       {"no info_cache", R"({"profile":{"last_used":"Default"}})", false, {}},
       {"info_cache of another type", R"({"profile":{"info_cache":"Default"}})", false, {}},
       {"keys are case-sensitive", R"({"Profile":{"info_cache":{"A":{}}}})", false, {}},
