@@ -119,6 +119,9 @@ TEST_F(OldVersionsTest, CopyStartedWhereItStandsIsKept) {
 // with the targets in `outside`: "dir" (files and a sub-directory), "file",
 // "copy" (a launchable copy), "empty", or a name that does not exist.
 TEST_F(OldVersionsTest, LinksAreRemovedNeverEntered) {
+#ifdef _WIN32
+  GTEST_SKIP() << "Wine makes no links (CreateSymbolicLinkW makes nothing): docs/WINE.md";
+#endif
   const struct {
     std::vector<std::string> links;
     const char* failOp;  // the first such call fails with 5
