@@ -142,6 +142,15 @@ bool FakePlatform::MovePath(const std::u16string& from, const std::u16string& to
 
 bool FakePlatform::DeleteOneFile(const std::u16string& path) {
   if (Enter("DeleteOneFile", path)) return false;
+  // DeleteFileW refuses a junction or directory link (it takes
+  // RemoveDirectoryW), where unlink would remove it; keep Windows' answer so a
+  // test sees the call a Windows run would reject.
+  constexpr uint32_t kDirectoryLink = kFileAttributeReparsePoint | kFileAttributeDirectory;
+  const uint32_t attributes = real_.GetAttributes(path);
+  if (attributes != 0xFFFFFFFFu && (attributes & kDirectoryLink) == kDirectoryLink) {
+    lastError_ = kErrorAccessDenied;
+    return false;
+  }
   const bool result = real_.DeleteOneFile(path);
   lastError_ = real_.LastError();
   return result;
