@@ -87,6 +87,28 @@ TEST(BadInput, ManifestRows) {
   }
 }
 
+// Orvane.ini holding "." names the install root, where the launcher stands as
+// Orvane.exe. The name is read as absent: the copy in app is started where it
+// stands, nothing is moved aside or cleared, the ini is set right, and the
+// launcher never starts itself.
+TEST(BadInput, IniHoldingADotStartsTheCopyInApp) {
+  Sandbox box("IniDot");
+  const fs::path launcher = box.root() / "Orvane.exe";
+  fs::copy_file(LauncherProgram(), launcher);
+  box.AddVersion("app");
+  WriteFile(box.IniPath(), ".");
+
+  EXPECT_TRUE(EndedWith(box.Run(launcher, ""), 0));
+  const std::vector<ProbeRecord> records = box.WaitForRecords(1);
+  ASSERT_EQ(records.size(), 1u) << "the application was not started";
+  EXPECT_EQ(records[0].exe, box.RootText() + "app\\Orvane.exe");
+  EXPECT_EQ(box.RootEntries(), (std::vector<std::string>{"Orvane.exe", "Orvane.ini", "app"}));
+  EXPECT_TRUE(fs::exists(box.root() / "app" / "Orvane.exe"));
+  EXPECT_EQ(ReadFile(box.IniPath()), "app");
+  const LogView log(box.LogPath());
+  EXPECT_EQ(FindMessage(log, "------------ Log start -------------").size(), 1u) << log.Dump();
+}
+
 TEST(BadInput, NoMainExecutableEndsWithMinus4AndWritesNoIni) {
   Sandbox box("NoMainExe");
   const fs::path launcher = box.InstallLauncher();
