@@ -93,6 +93,8 @@ TEST_F(VersionDirsTest, ProbeRows) {
     EXPECT_EQ(fromManifest, rows[i].fromManifest);
   }
   const std::string log = launcher_test::ReadAll(base_ / "log" / "probe.log");
+  EXPECT_NE(log.find("[ERRO][ 4312][ 9120] [] Parse manifest.json failed, text=not json\r\n"), std::string::npos)
+      << log;
   EXPECT_NE(log.find("Not find launchName in manifest.json, text={\"launchName\":7}"), std::string::npos) << log;
   EXPECT_EQ(log.find("{\"other\":2}"), std::string::npos) << log;
   // Both manifests that name the launcher are logged as naming no file.
