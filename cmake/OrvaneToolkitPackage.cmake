@@ -21,8 +21,16 @@ set(ORVANE_TOOLKIT_PUBLIC_HEADERS
   toolkit/task_housekeeping.h
   toolkit/zip_extract.h
   toolkit/zip_reader.h
+  toolkit/autorun.h
+  toolkit/file_md5.h
+  toolkit/icon_cache.h
+  toolkit/local_state.h
+  toolkit/process_list.h
+  toolkit/registry_probes.h
+  toolkit/writable_dir.h
   base/product_config.h
   layout/shortcuts.h
+  layout/task_launcher_path.h
   platform/file_handles.h
   platform/types.h
 )

@@ -87,6 +87,19 @@ bool ParseConfigInfo(CProductConfig& config, const cJSON* root) {
   config.install_size_kb = static_cast<uint32_t>(ReadJsonInt(root, "install_size_kb", 0));
   config.chromium_version = ReadWide(root, "chromium_version");
   config.product_app_id = static_cast<int64_t>(ReadJsonInt(root, "product_app_id", -1));
+  config.registry_probes = ReadJsonStringList(root, "registry_probes");
 
   return IsConfigValid(config);
+}
+
+std::vector<std::u16string> ReadJsonStringList(const cJSON* object, const std::string& key) {
+  std::vector<std::u16string> list;
+  const cJSON* array = object != nullptr && !key.empty() ? cJSON_GetObjectItem(object, key.c_str()) : nullptr;
+  if (!cJSON_IsArray(array)) return list;
+  for (const cJSON* item = array->child; item != nullptr; item = item->next) {
+    if (cJSON_IsString(item) && item->valuestring != nullptr && item->valuestring[0] != '\0') {
+      list.push_back(Utf8ToWide(item->valuestring));
+    }
+  }
+  return list;
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 struct cJSON;
 
@@ -30,6 +31,9 @@ struct CProductConfig {
   uint32_t install_size_kb = 0;
   std::u16string chromium_version;
   int64_t product_app_id = -1;
+  // Registry keys whose presence an installer asks for ("HKLM\SOFTWARE\X"),
+  // from the optional list `registry_probes`; empty when absent.
+  std::vector<std::u16string> registry_probes;
 };
 
 // Fills `config` from a parsed document in the fixed order of its fallbacks;
@@ -41,3 +45,6 @@ bool IsConfigValid(const CProductConfig& config);
 std::string ReadJsonString(const cJSON* object, const std::string& key, const std::string& defaultValue);
 // A number's integer value, atoi of a string, else the default.
 int32_t ReadJsonInt(const cJSON* object, const std::string& key, int32_t defaultValue);
+// The non-empty strings of an array item, in order; anything else in the
+// array is skipped, and an absent item or one that is no array gives none.
+std::vector<std::u16string> ReadJsonStringList(const cJSON* object, const std::string& key);

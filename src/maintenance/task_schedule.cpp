@@ -12,6 +12,7 @@
 #include "layout/paths.h"
 #include "maintenance/code_signature.h"
 #include "maintenance/run_update.h"
+#include "maintenance/task_launcher.h"
 #include "platform/platform.h"
 #include "platform/shell_execute.h"
 #include "platform/task_scheduler.h"
@@ -90,6 +91,17 @@ int32_t OpenTaskRootFolder(platform::TaskObject* service, platform::TaskObject* 
 
 int32_t RegisterUpdateTask(const std::u16string& taskName, const std::u16string& exePath,
                            const std::u16string& arguments, const std::u16string& description) {
+  return RegisterUpdateTaskWith(
+      taskName,
+      [&exePath](std::u16string* path) {
+        *path = exePath;
+        return 0;
+      },
+      arguments, description);
+}
+
+int32_t RegisterUpdateTaskWith(const std::u16string& taskName, const TaskExePathSource& exePathSource,
+                               const std::u16string& arguments, const std::u16string& description) {
   platform::TaskScheduler& ts = platform::Service<platform::TaskScheduler>();
   platform::TaskObject service = nullptr;
   platform::TaskObject folder = nullptr;
@@ -110,6 +122,11 @@ int32_t RegisterUpdateTask(const std::u16string& taskName, const std::u16string&
   };
 
   ts.DeleteTask(folder, taskName);  // the task need not exist
+
+  // Decided only now, so that a task that may not name its file is gone.
+  std::u16string exePath;
+  hr = exePathSource(&exePath);
+  if (hr < 0) return fail(u"Cannot place the launcher the task runs: %x", hr);
 
   platform::TaskObject definition = nullptr;
   hr = ts.NewTask(service, &definition);
@@ -198,7 +215,15 @@ int32_t CLauncherApp::AddTaskSchedule() {
   const std::u16string displayName = GetProductDisplayName();
   const std::u16string description =
       FormatWideString(GetLocalizedString(kDescriptionKey).c_str(), displayName, displayName);
-  const int32_t hr = RegisterUpdateTask(taskName, GetModuleFilePath(), kTaskArguments, description);
+  // The task runs a file that only administrators can change: the launcher
+  // itself in an administrators-only install root, otherwise its copy.
+  const std::u16string launcherPath = GetModuleFilePath();
+  const int32_t hr = RegisterUpdateTaskWith(
+      taskName,
+      [this, &launcherPath](std::u16string* exePath) {
+        return PrepareTaskLauncher(m_productConfig, launcherPath, exePath);
+      },
+      kTaskArguments, description);
   ReportEvent(m_productConfig.data_dir, "update_launcher_add_task", "", "version",
               m_productConfig.product_version_utf8, "ret", std::to_string(hr));
   // A failed registration shows only in the log and the report.

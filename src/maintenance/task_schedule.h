@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "platform/task_scheduler.h"
@@ -20,3 +21,14 @@ int32_t OpenTaskRootFolder(platform::TaskObject* service, platform::TaskObject* 
 // definition. 0 on success, else the HRESULT of the step that failed (logged).
 int32_t RegisterUpdateTask(const std::u16string& taskName, const std::u16string& exePath,
                            const std::u16string& arguments, const std::u16string& description);
+
+// Gives the executable the task's action names: 0 with the path, or the
+// HRESULT of the step that failed.
+using TaskExePathSource = std::function<int32_t(std::u16string* exePath)>;
+
+// RegisterUpdateTask with the executable decided once the scheduler is open
+// and the earlier task is deleted: when `exePath` fails, the registration
+// ends there with its HRESULT ("Cannot place the launcher the task runs: %x")
+// and no task of that name is left.
+int32_t RegisterUpdateTaskWith(const std::u16string& taskName, const TaskExePathSource& exePath,
+                               const std::u16string& arguments, const std::u16string& description);

@@ -8,6 +8,7 @@
 #include "gtest/gtest.h"
 #include "maintenance/code_signature.h"
 #include "platform/fake_code_trust.h"
+#include "platform/fake_protected_files.h"
 #include "platform/fake_services.h"
 #include "platform/fake_task_scheduler.h"
 
@@ -100,6 +101,7 @@ class AddTaskScheduleTest : public launcher_test::LauncherTest {
   AddTaskScheduleTest() {
     shell.setLastError = [this](uint32_t error) { fake.SetLastErrorCode(error); };
     trust.embedded[u"C:\\Windows\\System32\\ntdll.dll"] = 0;  // a signed system library
+    MakeExe("Orvane.exe");  // the running launcher, whose install root is checked
   }
   int32_t Run(const std::u16string& commandLine) {
     ResetApp();
@@ -114,6 +116,7 @@ class AddTaskScheduleTest : public launcher_test::LauncherTest {
   platform::FakeShellExecution shell;
   platform::FakeCodeTrust trust;
   platform::FakeSystemLibraries libraries;
+  platform::FakeProtectedFiles files;  // everything administrators-only: the task runs the launcher
   FakeTaskScheduler ts;
 };
 

@@ -47,6 +47,7 @@ enum : uint32_t {
   kGenericRead = 0x80000000u,
   kGenericWrite = 0x40000000u,
   kFileShareRead = 0x1,
+  kCreateNew = 1,
   kCreateAlways = 2,
   kOpenExisting = 3,
   kFileBegin = 0,
@@ -63,7 +64,8 @@ class FileHandles {
 
   // CreateFileW(path, access, share, NULL, disposition, attributes, NULL).
   // InvalidFileHandle() and last error on failure. With kCreateAlways an
-  // existing file is truncated and the last error is 183.
+  // existing file is truncated and the last error is 183; with kCreateNew an
+  // existing file is left alone and the call fails with 80.
   virtual Handle CreateFileHandle(const std::u16string& path, uint32_t access, uint32_t share, uint32_t disposition,
                             uint32_t attributes) = 0;
 

@@ -39,7 +39,11 @@ bool FakeFileHandles::Fails(const char* op) {
 Handle FakeFileHandles::CreateFileHandle(const std::u16string& path, uint32_t access, uint32_t share,
                                          uint32_t disposition, uint32_t attributes) {
   if (Fails("CreateFileHandle")) return InvalidFileHandle();
-  return native_.CreateFileHandle(path, access, share, disposition, attributes);
+  const Handle handle = native_.CreateFileHandle(path, access, share, disposition, attributes);
+  // The core reads the open's last error from the current platform, which
+  // may be the fake one.
+  Get().SetLastErrorCode(Native().LastError());
+  return handle;
 }
 
 bool FakeFileHandles::ReadFile(Handle file, void* buffer, uint32_t bytes, uint32_t* read) {

@@ -84,6 +84,12 @@ class PosixFileHandles final : public FileHandles {
         }
         fd = ::open(p.c_str(), flags | O_CREAT | O_TRUNC, mode);
       }
+    } else if (disposition == kCreateNew) {
+      fd = ::open(p.c_str(), flags | O_CREAT | O_EXCL, mode);
+      if (fd < 0 && errno == EEXIST) {
+        SetError(kErrorFileExists);
+        return InvalidFileHandle();
+      }
     } else if (disposition == kOpenExisting) {
       fd = ::open(p.c_str(), flags);
       struct stat st;

@@ -9,8 +9,9 @@
 #include "layout/launcher_ini.h"
 #include "layout/paths.h"
 #include "layout/version_dirs.h"
+#include "maintenance/run_update.h"
+#include "maintenance/task_launcher.h"
 #include "maintenance/task_schedule.h"
-#include "platform/file_versions.h"
 #include "platform/named_events.h"
 #include "platform/platform.h"
 #include "platform/process_images.h"
@@ -23,6 +24,8 @@ namespace {
 constexpr char16_t kTaskNameSuffix[] = u"UpdateTaskMachineUA";
 constexpr char16_t kEventNameSuffix[] = u"RunTaskScheduleSuccessEvent";
 constexpr int32_t kEFail = static_cast<int32_t>(0x80004005u);
+// What GetTask answers for a task that does not exist (HRESULT of error 2).
+constexpr uint32_t kTaskNotFound = 0x80070002u;
 // What RunUpdate returns when the child started.
 constexpr uint32_t kLauncherSucceeded = 1;
 // How long an event is waited for when its process can no longer be watched.
@@ -178,18 +181,8 @@ bool WaitForTaskResult(const std::u16string& eventName, uint32_t pid) {
 }
 
 bool IsLauncherVersionSupported(const std::u16string& launcherPath) {
-  if (!platform::Get().PathExists(launcherPath)) return false;
-  platform::FileVersions& versions = platform::Service<platform::FileVersions>();
-  std::vector<uint8_t> record;
-  uint16_t language = 0, codePage = 0;
   std::u16string version;
-  if (!versions.ReadVersionInfo(launcherPath, &record) ||
-      !versions.QueryTranslation(record, &language, &codePage) ||
-      !versions.QueryString(record,
-                            FormatWideString(u"\\StringFileInfo\\%04x%04x\\ProductVersion", language, codePage),
-                            &version)) {
-    return false;
-  }
+  if (!platform::Get().PathExists(launcherPath) || !ReadProductVersion(launcherPath, &version)) return false;
   LogInfo(u"launcher version is:%s", version);
   return CompareVersions(version, kOldestTaskLauncherVersion) >= 0;
 }
@@ -217,6 +210,52 @@ int32_t DeleteUpdateTask(const std::u16string& taskName, const std::u16string& e
     LogError(u"Failed to delete task: %x", hr);
   }
   return hr;
+}
+
+bool RemoveTaskLauncherCopy(const CProductConfig& config) {
+  platform::Platform& os = platform::Get();
+  TaskLauncherLocation location;
+  if (!GetTaskLauncherLocation(config, &location)) {
+    LogInfo(u"RemoveTaskLauncherCopy, no place for a copy, error=%d", os.LastError());
+    return true;
+  }
+  const std::u16string& copy = location.path;
+  if (os.PathExists(copy)) {
+    if (!IsCurrentUserAdmin()) {
+      LogInfo(u"RemoveTaskLauncherCopy, not elevated, the copy stays: %s", copy);
+      return false;
+    }
+    const std::u16string taskName = config.install_dir_name + kTaskNameSuffix;
+    TaskSession session;
+    int32_t hr = session.Open();
+    if (hr < 0) {
+      LogInfo(u"RemoveTaskLauncherCopy, the scheduler cannot be asked (%x), the copy stays: %s", hr, copy);
+      return false;
+    }
+    platform::TaskObject registered = nullptr;
+    hr = session.GetTask(taskName, &registered);
+    if (registered != nullptr) {
+      // A task whose action cannot be read may name the copy.
+      const std::u16string names = session.ActionPath(registered);
+      if (names.empty() || CompareNoCase(names, copy) == 0) {
+        LogInfo(u"RemoveTaskLauncherCopy, task %s still runs '%s', the copy stays", taskName, names);
+        return false;
+      }
+    } else if (static_cast<uint32_t>(hr) != kTaskNotFound) {
+      LogInfo(u"RemoveTaskLauncherCopy, task %s cannot be read (%x), the copy stays: %s", taskName, hr, copy);
+      return false;
+    }
+    if (!os.DeleteOneFile(copy)) {
+      LogError(u"RemoveTaskLauncherCopy, delete failed, path=%s, error=%d", copy, os.LastError());
+      return false;
+    }
+    LogInfo(u"RemoveTaskLauncherCopy, removed %s", copy);
+  }
+  // The directories made for the copy, innermost first, while they are empty.
+  for (auto level = location.levels.rbegin(); level != location.levels.rend(); ++level) {
+    if (!os.PathIsDir(*level) || !os.RemoveOneDirectory(*level)) break;
+  }
+  return true;
 }
 
 void MoveUpdateReport(const std::u16string& dataDirName, const std::u16string& targetDir) {

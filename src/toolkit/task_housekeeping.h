@@ -10,6 +10,7 @@
 #include <string>
 
 #include "base/product_config.h"
+#include "layout/task_launcher_path.h"  // GetTaskLauncherCopyPath: the copy the task runs
 
 // The oldest launcher whose run_update can serve the task.
 inline constexpr char16_t kOldestTaskLauncherVersion[] = u"6.1.0";
@@ -34,8 +35,16 @@ bool IsLauncherVersionSupported(const std::u16string& launcherPath);
 
 // Deletes the task `taskName` when its action runs `expectedExePath` (case
 // ignored); another installation's task stays. The status of the last call
-// made (GetTask's, or DeleteTask's).
+// made (GetTask's, or DeleteTask's). For a task registered from a per-user
+// install root, the expected path is GetTaskLauncherCopyPath(config).
 int32_t DeleteUpdateTask(const std::u16string& taskName, const std::u16string& expectedExePath);
+
+// Removes the task's copy of the launcher (GetTaskLauncherCopyPath) and the
+// directories made for it that are left empty. Only an elevated process may,
+// and only when the product's task no longer names the copy; otherwise the
+// copy stays and the log says why (also when the scheduler cannot be asked,
+// or a task's action cannot be read). True when no copy is left.
+bool RemoveTaskLauncherCopy(const CProductConfig& config);
 
 // Moves update\update_report.json of the data directory (below
 // %LOCALAPPDATA%) into `targetDir`, replacing a file there.

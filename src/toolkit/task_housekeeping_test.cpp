@@ -8,6 +8,8 @@
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
 #include "platform/fake_file_versions.h"
+#include "platform/fake_protected_files.h"
+#include "platform/fake_services.h"
 #include "platform/fake_task_scheduler.h"
 #include "platform/named_events.h"
 
@@ -149,6 +151,82 @@ TEST_F(HousekeepingTest, DeleteUpdateTaskRows) {
     EXPECT_EQ(DeleteUpdateTask(kTask, row.expectedPath), row.expected);
     EXPECT_EQ(ts.tasks.count(kTask) == 1, row.remains);
     EXPECT_NE(Log().substr(logBefore).find(row.logged), std::string::npos);
+    EXPECT_EQ(std::make_pair(ts.liveObjects, ts.initialized), std::make_pair(0, 0));
+  }
+}
+
+class TaskLauncherCopyTest : public HousekeepingTest {
+ protected:
+  TaskLauncherCopyTest() {
+    fs::create_directories(base_ / "common");
+    files.commonProgramFiles = WinPath(base_ / "common");
+    config.install_dir_name = u"Orvane";
+    config.exe_file_name = u"Orvane.exe";
+  }
+  platform::FakeProtectedFiles files;
+  platform::FakeAdminCheck admin;
+  CProductConfig config;
+};
+
+TEST_F(TaskLauncherCopyTest, OnePathForEveryCaller) {
+  EXPECT_EQ(GetTaskLauncherCopyPath(config), WinPath(base_ / "common" / "Orvane" / "Update" / "Orvane.exe"));
+  struct Row { const char16_t* installDir; const char16_t* exe; bool folder; uint32_t error; } rows[] = {
+      {u"..", u"Orvane.exe", true, 123}, {u"a\\b", u"Orvane.exe", true, 123}, {u"Orvane", u"c:x.exe", true, 123},
+      {u"Orvane", u"Orvane.exe", false, 2},  // no Common Program Files folder (Linux)
+  };
+  for (const Row& row : rows) {
+    CProductConfig other = config;
+    other.install_dir_name = row.installDir;
+    other.exe_file_name = row.exe;
+    files.commonProgramFiles = row.folder ? WinPath(base_ / "common") : u"";
+    EXPECT_EQ(GetTaskLauncherCopyPath(other), u"") << launcher_test::Narrow(row.installDir);
+    EXPECT_EQ(fake.LastError(), row.error);
+  }
+}
+
+TEST_F(TaskLauncherCopyTest, RemovalRows) {
+  const std::u16string copy = GetTaskLauncherCopyPath(config);
+  const fs::path copyFile = base_ / "common" / "Orvane" / "Update" / "Orvane.exe";
+  // taskRuns: the path the product's task names (kTheCopy: the copy in upper
+  // case), null for no task; kept: the copy stays.
+  static constexpr char16_t kTheCopy[] = u"<copy>";
+  constexpr int32_t kNoScheduler = static_cast<int32_t>(0x80040154u);
+  struct Row {
+    const char* what; bool present, elevated; const char16_t* taskRuns; int32_t schedulerFailure;
+    uint32_t deleteFailure; bool result, kept; const char* logged;
+  } rows[] = {
+      {"no task", true, true, nullptr, 0, 0, true, false, "RemoveTaskLauncherCopy, removed "},
+      {"the task runs another file", true, true, u"C:\\Program Files\\Orvane\\Orvane.exe", 0, 0, true, false,
+       "RemoveTaskLauncherCopy, removed "},
+      {"the task runs the copy", true, true, kTheCopy, 0, 0, false, true, "still runs"},
+      {"the task's action cannot be read", true, true, u"", 0, 0, false, true, "still runs '', the copy stays"},
+      {"not elevated", true, false, nullptr, 0, 0, false, true, "RemoveTaskLauncherCopy, not elevated"},
+      {"no scheduler", true, true, nullptr, kNoScheduler, 0, false, true, "the scheduler cannot be asked (80040154)"},
+      {"delete refused", true, true, nullptr, 0, 5, false, true, "delete failed, "},
+      {"no copy", false, false, nullptr, 0, 0, true, false, nullptr},
+  };
+  std::u16string upperCopy = copy;
+  for (char16_t& c : upperCopy) c = (c >= u'a' && c <= u'z') ? static_cast<char16_t>(c - 32) : c;
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    fs::remove_all(base_ / "common" / "Orvane");
+    fs::create_directories(copyFile.parent_path());
+    if (row.present) WriteAll(copyFile, "MZ");
+    admin.member = row.elevated;
+    FakeTaskScheduler ts;
+    if (row.taskRuns != nullptr) ts.tasks[kTask] = row.taskRuns == kTheCopy ? upperCopy : row.taskRuns;
+    if (row.schedulerFailure != 0) ts.failures["CreateTaskService"] = row.schedulerFailure;
+    if (row.deleteFailure != 0) fake.FailCall("DeleteOneFile", row.deleteFailure);
+    const size_t logBefore = Log().size();
+
+    EXPECT_EQ(RemoveTaskLauncherCopy(config), row.result);
+    EXPECT_EQ(fs::exists(copyFile), row.kept);
+    // The directories made for the copy go with it, the Common Program Files folder stays.
+    EXPECT_EQ(fs::exists(base_ / "common" / "Orvane"), row.kept);
+    EXPECT_TRUE(fs::is_directory(base_ / "common"));
+    if (row.logged != nullptr) {
+      EXPECT_NE(Log().substr(logBefore).find(row.logged), std::string::npos) << Log();
+    }
     EXPECT_EQ(std::make_pair(ts.liveObjects, ts.initialized), std::make_pair(0, 0));
   }
 }

@@ -8,7 +8,9 @@
 
 #include "e2e_support.h"
 #include "gtest/gtest.h"
+#include "maintenance/task_schedule.h"
 #include "platform/named_events.h"
+#include "platform/protected_files.h"
 #include "platform/unicode.h"
 #include "toolkit/task_housekeeping.h"
 
@@ -134,21 +136,36 @@ TEST(UpdateRoundTrip, TheWaitingSideLearnsWhatTheBrokerDid) {
 }
 
 #ifdef _WIN32
-// Wine's real scheduler: the task registered by rebuild_taskschedule is
-// found, and what the toolkit reads of it decides. Wine stores the action
-// without its path, so the launcher behind the task cannot be shown to be
-// recent enough and the task is not run; and a removal that names this
-// installation's launcher finds another path and leaves the task.
+// Wine's real scheduler: a task registered as the launcher registers it, with
+// the copy's path, is found, and what the toolkit reads of it decides. Wine
+// stores the action without its path, so the launcher behind the task cannot
+// be shown to be recent enough and the task is not run; a removal that names
+// the copy finds another path and leaves the task; and since the task's action
+// cannot be read, the copy stays until the task is gone.
 TEST(TaskHousekeeping, MeetsWinesScheduler) {
-  Sandbox box("TaskHousekeepingWine");
-  const fs::path launcher = box.InstallLauncher();
-  ASSERT_TRUE(EndedWith(box.Run(launcher, "--command=rebuild_taskschedule"), 0));
+  CProductConfig config;
+  config.install_dir_name = u"Orvane";
+  config.exe_file_name = u"Orvane.exe";
+  // What an earlier run that failed half-way may have left in the prefix.
+  DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u"");
+  RemoveTaskLauncherCopy(config);
+  TaskLauncherLocation location;
+  ASSERT_TRUE(GetTaskLauncherLocation(config, &location));
+  auto& files = platform::Service<platform::ProtectedFiles>();
+  for (const std::u16string& level : location.levels) files.CreateProtectedDirectory(level);
+  ASSERT_TRUE(files.CopyFileTo(Native16(LauncherProgram()), location.path));
+  ASSERT_EQ(RegisterUpdateTask(u"OrvaneUpdateTaskMachineUA", location.path, u"--command=run_update $(Arg0)", u"d"), 0);
 
   EXPECT_EQ(RunUpdateTask(u"Orvane", u"--run-type=run_update"), static_cast<int32_t>(0x80004005u));
-  EXPECT_EQ(DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", platform::Utf8ToUtf16(WinForm(launcher))), 0);
+  EXPECT_EQ(DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", location.path), 0);
+  EXPECT_FALSE(RemoveTaskLauncherCopy(config));
+  EXPECT_TRUE(P().PathExists(location.path));
   EXPECT_EQ(DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u""), 0);  // the path Wine gives back
   EXPECT_EQ(DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u""), static_cast<int32_t>(0x80070002u));
   EXPECT_EQ(RunUpdateTask(u"Orvane", u"x"), static_cast<int32_t>(0x80070002u));
+  EXPECT_TRUE(RemoveTaskLauncherCopy(config));
+  EXPECT_FALSE(P().PathExists(location.path));
+  EXPECT_FALSE(P().PathExists(location.levels.front()));
 }
 #endif
 

@@ -7,6 +7,9 @@
 
 #include "e2e_support.h"
 #include "gtest/gtest.h"
+#include "maintenance/task_schedule.h"
+#include "platform/unicode.h"
+#include "toolkit/task_housekeeping.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -105,25 +108,64 @@ std::optional<std::string> ReadTask(const wchar_t* name) {
   return task;
 }
 
-// Wine's real task scheduler: the registration goes through and the stored
-// definition is read back. Wine drops some fields on storing (see
-// docs/WINE.md); those are checked to be what Wine is known to keep, and the
-// exact values are proven with the fake.
-TEST(TaskSchedule, RegistersTheTaskInWinesScheduler) {
+CProductConfig ShippedNames() {
+  CProductConfig config;
+  config.install_dir_name = u"Orvane";
+  config.exe_file_name = u"Orvane.exe";
+  return config;
+}
+
+// Under Wine every file and directory is owned by the user
+// (S-1-5-21-0-0-0-1000) and no access list that is set is kept (see
+// docs/WINE.md), so neither the install root nor the copy's directory passes
+// the check: the earlier task is deleted, no task is registered, and the
+// report's ret is E_ACCESSDENIED.
+TEST(TaskSchedule, UnderWineNoDirectoryPassesAndNoTaskIsLeft) {
   Sandbox box("TaskScheduleWine");
   const fs::path launcher = box.InstallLauncher();
-  for (int run = 0; run < 2; ++run) {  // a second run replaces the task
-    EXPECT_TRUE(EndedWith(box.Run(launcher, "--command=rebuild_taskschedule"), 0)) << "run " << run;
-  }
+  // What an earlier run that failed half-way may have left in the prefix.
+  DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u"");
+  RemoveTaskLauncherCopy(ShippedNames());
+  const std::u16string copy = GetTaskLauncherCopyPath(ShippedNames());
+  ASSERT_FALSE(copy.empty());
+  const std::string copyDir = platform::Utf16ToUtf8(copy.substr(0, copy.rfind(u'\\')));
+  // An earlier task that names the launcher in a directory the user can write.
+  ASSERT_EQ(RegisterUpdateTask(u"OrvaneUpdateTaskMachineUA", platform::Utf8ToUtf16(WinForm(launcher)),
+                               u"--command=run_update $(Arg0)", u"earlier"),
+            0);
+  ASSERT_TRUE(ReadTask(L"OrvaneUpdateTaskMachineUA").has_value());
+
+  EXPECT_TRUE(EndedWith(box.Run(launcher, "--command=rebuild_taskschedule"), 0));
   const LogView log(box.LogPath());
-  EXPECT_EQ(FindMessage(log, "Success! Task successfully registered. ").size(), 2u) << log.Dump();
-  for (const LogLine& line : log.lines) EXPECT_NE(line.level, "ERRO") << line.message;
+  EXPECT_TRUE(HasLinesInOrder(
+      log,
+      {{"INFO", "PrepareTaskLauncher, the task runs a copy: '" + WinForm(launcher) + "' is owned by S-1-5-21-0-0-0-1000"},
+       {"ERRO", "PrepareTaskLauncher, directory refused: '" + copyDir + "' is owned by S-1-5-21-0-0-0-1000"},
+       {"ERRO", "Cannot place the launcher the task runs: 80070005"}},
+      kDefaultSpanMode))
+      << log.Dump();
   const std::string report = ReadFile(box.ReportPath());
   EXPECT_NE(report.find("\"event_name\":\"update_launcher_add_task\",\"fail_reason\":\"\",\"extra1_key\":\"version\","
-                        "\"extra1_val\":\"1.78.4\",\"extra2_key\":\"ret\",\"extra2_val\":\"0\""),
+                        "\"extra1_val\":\"1.78.4\",\"extra2_key\":\"ret\",\"extra2_val\":\"-2147024891\""),
             std::string::npos)
       << report;
+  EXPECT_FALSE(ReadTask(L"OrvaneUpdateTaskMachineUA").has_value()) << "no task may name a file the user can write";
+  EXPECT_FALSE(fs::exists(fs::path(copy))) << "nothing is copied into a directory that failed the check";
+  EXPECT_TRUE(RemoveTaskLauncherCopy(ShippedNames()));  // the empty directories made go again
+  EXPECT_FALSE(fs::exists(fs::path(copyDir)));
+}
 
+// What Wine's scheduler keeps of the definition the launcher registers,
+// registered here with the copy's path. Wine drops some fields on storing
+// (see docs/WINE.md); those are checked to be what Wine is known to keep, and
+// the exact values are proven with the fake.
+TEST(TaskSchedule, TheDefinitionWineKeeps) {
+  const std::u16string copy = GetTaskLauncherCopyPath(ShippedNames());
+  for (int run = 0; run < 2; ++run) {  // a second registration replaces the task
+    ASSERT_EQ(RegisterUpdateTask(u"OrvaneUpdateTaskMachineUA", copy, u"--command=run_update $(Arg0)",
+                                 platform::Utf8ToUtf16(kDescription)),
+              0);
+  }
   const std::optional<std::string> task = ReadTask(L"OrvaneUpdateTaskMachineUA");
   ASSERT_TRUE(task.has_value());
   const std::string& xml = *task;
@@ -146,11 +188,12 @@ TEST(TaskSchedule, RegistersTheTaskInWinesScheduler) {
   EXPECT_EQ(count("<Exec/>") + count("<Exec>"), 1u) << "one exec action: " << xml;
   // Wine stores the action without its path and arguments and the principal
   // empty (docs/WINE.md); should it ever keep them, they must be these.
-  for (const std::string& kept : {"<Command>" + WinForm(launcher) + "</Command>",
+  for (const std::string& kept : {"<Command>" + platform::Utf16ToUtf8(copy) + "</Command>",
                                   std::string("<Arguments>--command=run_update $(Arg0)</Arguments>"),
                                   std::string("<RunLevel>HighestAvailable</RunLevel>")}) {
     if (count(kept.substr(0, kept.find('>') + 1)) != 0) EXPECT_EQ(count(kept), 1u) << xml;
   }
+  EXPECT_EQ(DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u""), 0);  // the path Wine gives back
 }
 #endif
 

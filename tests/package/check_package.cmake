@@ -92,6 +92,20 @@ foreach(case "missing.zip|error -1 zip not found" "broken.zip|error -9996 .*\\[U
 endforeach()
 message(STATUS "consumer: ${count} progress calls, last ${final}")
 
+# The digest of the archive, as an installer checks a download, against
+# CMake's own.
+if(TOOLCHAIN)
+  string(REPLACE "/" "\\" md5_arg "Z:${WORK_DIR}/package.zip")
+else()
+  set(md5_arg "${WORK_DIR}/package.zip")
+endif()
+run_step("hashing the archive" ${run} --md5 "${md5_arg}")
+file(MD5 "${WORK_DIR}/package.zip" expected_md5)
+if(NOT step_output MATCHES "md5 ${expected_md5}\r?\n")
+  message(FATAL_ERROR "the toolkit's digest differs from ${expected_md5}:\n${step_output}")
+endif()
+message(STATUS "consumer: md5 ${expected_md5}")
+
 # A running installation: the probe as the main executable of an install
 # root that holds Orvane.ini is found by the installer's finder.
 set(install "${WORK_DIR}/install")

@@ -9,6 +9,8 @@
 //     appears), looks for the installation's running main executables, prints
 //     "started <pid>" and "found <pid>" for each, and lets the probe go; 0 when
 //     the started process was found.
+//   toolkit_consumer --md5 <file>
+//     prints "md5 <32 hex digits>"; 0 when the toolkit read the file.
 //   toolkit_consumer --registry <key> <directory>   (Windows)
 //     records the directory as the user's install location under
 //     Software\<key>, reads it back with the toolkit, prints "installed <dir>"
@@ -21,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "toolkit/file_md5.h"
 #include "toolkit/install_location.h"
 #include "toolkit/install_report.h"
 #include "toolkit/process_finders.h"
@@ -122,15 +125,25 @@ int ReadRegistryLocation(const wchar_t* key, const wchar_t* dir) {
 }
 #endif
 
+int PrintMd5(const ArgChar* file) {
+  std::u16string md5;
+  if (!Utils::GetFileMd5(ToolkitPath(file), &md5)) return 1;
+  std::printf("md5 %s\n", Narrow(md5).c_str());
+  std::fflush(stdout);
+  return 0;
+}
+
 int Run(int argc, ArgChar** argv) {
   const std::u16string mode = argc > 1 ? ToolkitPath(argv[1]) : u"";
   if (mode == u"--find" && argc == 5) return FindInstallation(argv[2], argv[3], argv[4]);
+  if (mode == u"--md5" && argc == 3) return PrintMd5(argv[2]);
 #ifdef _WIN32
   if (mode == u"--registry" && argc == 4) return ReadRegistryLocation(argv[2], argv[3]);
 #endif
   if (argc != 3) {
     std::fprintf(stderr, "usage: toolkit_consumer <archive.zip> <target directory>\n"
                          "       toolkit_consumer --find <install root> <main executable> <release file>\n"
+                         "       toolkit_consumer --md5 <file>\n"
                          "       toolkit_consumer --registry <key> <directory>\n");
     return 2;
   }

@@ -1,0 +1,64 @@
+#include "toolkit/writable_dir.h"
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/format.h"
+#include "base/log.h"
+#include "layout/paths.h"
+#include "platform/file_handles.h"
+#include "platform/platform.h"
+#include "platform/service.h"
+
+namespace {
+
+// A name taken by someone else is passed over for the next; a few are plenty
+// since the process id and the time already make the name unique.
+constexpr int kNameAttempts = 8;
+
+std::u16string TestFileName(uint32_t pid, uint64_t now, uint32_t serial) {
+  return FormatWideString(u"~orvane-write-test-%u-%llu-%u.tmp", pid, now, serial);
+}
+
+}  // namespace
+
+namespace Utils {
+
+bool IsDirectoryWritable(const std::u16string& directory) {
+  platform::Platform& os = platform::Get();
+  if (directory.empty()) {
+    LogWarn(u"Utils::IsDirectoryWritable, no directory given");
+    return false;
+  }
+  const uint32_t attributes = os.GetAttributes(directory);
+  if (attributes == 0xFFFFFFFFu) {
+    LogWarn(u"Utils::IsDirectoryWritable, '%s' not found, error=%d", directory, os.LastError());
+    return false;
+  }
+  if ((attributes & platform::kFileAttributeDirectory) == 0) {
+    LogWarn(u"Utils::IsDirectoryWritable, '%s' is a file, not a directory", directory);
+    return false;
+  }
+  platform::FileHandles& files = platform::Service<platform::FileHandles>();
+  static std::atomic<uint32_t> serial{0};
+  uint32_t error = 0;
+  for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+    const std::u16string path = JoinPath(directory, TestFileName(os.ProcessId(), os.NowMs(), ++serial));
+    const platform::Handle file =
+        files.CreateFileHandle(path, platform::kGenericWrite, 0, platform::kCreateNew, platform::kFileAttributeNormal);
+    if (file == platform::InvalidFileHandle()) {
+      error = os.LastError();
+      if (error == platform::kErrorFileExists || error == platform::kErrorAlreadyExists) continue;
+      break;
+    }
+    files.CloseHandle(file);
+    if (!os.DeleteOneFile(path)) {
+      LogError(u"Utils::IsDirectoryWritable, test file '%s' left, error=%d", path, os.LastError());
+    }
+    return true;
+  }
+  LogWarn(u"Utils::IsDirectoryWritable, '%s' is not writable, error=%d", directory, error);
+  return false;
+}
+
+}  // namespace Utils
