@@ -292,10 +292,10 @@ void FakePlatform::SleepMs(uint32_t ms) {
 
 // --- Processes and kernel objects -------------------------------------------------
 
-bool FakePlatform::StartProcess(const std::u16string& commandLine, const std::u16string& currentDirectory,
-                                ProcessInfo* info) {
+bool FakePlatform::StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
+                                const std::u16string& currentDirectory, ProcessInfo* info) {
   if (Enter("StartProcess", commandLine)) return false;
-  startedProcesses.push_back(StartRecord{commandLine, currentDirectory});
+  startedProcesses.push_back(StartRecord{commandLine, currentDirectory, applicationName});
   auto process = std::make_unique<KernelObject>();
   process->kind = KernelObject::Kind::kProcess;
   process->name = commandLine;
@@ -303,7 +303,7 @@ bool FakePlatform::StartProcess(const std::u16string& commandLine, const std::u1
   thread->kind = KernelObject::Kind::kThread;
   if (spawnForReal) {
     ProcessInfo real;
-    if (!real_.StartProcess(commandLine, currentDirectory, &real)) {
+    if (!real_.StartProcess(applicationName, commandLine, currentDirectory, &real)) {
       lastError_ = real_.LastError();
       return false;
     }
