@@ -1,10 +1,15 @@
 // Launch latency: the time from starting the launcher to the moment the
-// application (the probe) starts, against a bare program that does nothing
-// but start the same probe. Both are measured in the same run, alternating
-// round by round, from the monotonic time just before StartProcess to the
-// probe's own first reading of the same clock.
+// application (the probe) starts, against two baselines measured in the same
+// run: start-stub, the floor of any launcher (a C program that only starts
+// the probe), and bare-start, the platform seam's process start in a program
+// of this build. Round by round each of the three starts the probe once, in
+// an order that turns every round, timed the same way: from the monotonic
+// time just before StartProcess to the probe's own first reading of the same
+// clock. Every start carries its own tag, which the probe records, so a start
+// that fails cannot be mistaken for another's record; a round with a failed
+// start says which start failed and why and is run once more.
 //
-//   launch_latency_bench [--rounds=N] [<launcher> <probe> <bare-start>]
+//   launch_latency_bench [--rounds=N] [<launcher> <probe> <bare-start> [<start-stub>]]
 //
 // Then the whole normal start: from the start of the launcher to the end of
 // its process, follow-ups included, with 5 old version directories of 300
@@ -12,8 +17,9 @@
 // timing), against the bare start's process from start to end.
 //
 // Without paths the programs of this build are used (or ORVANE_LAUNCHER,
-// ORVANE_PROBE, ORVANE_BARE_START). Prints the medians and the ratio
-// launcher / bare start; the target natively is 1.5 or better.
+// ORVANE_PROBE, ORVANE_BARE_START, ORVANE_START_STUB). Prints the medians,
+// the quartiles and the ratios launcher / start-stub and launcher /
+// bare-start; the target natively is 1.5 or less against start-stub.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +28,11 @@
 #include <vector>
 
 #include "bench_sandbox.h"
+#include "start_records.h"
+
+#ifndef ORVANE_BENCH_START_STUB
+#define ORVANE_BENCH_START_STUB ""
+#endif
 
 
 namespace {
@@ -31,19 +42,123 @@ std::string FromEnv(const char* name, const char* fallback) {
   return value != nullptr && *value != '\0' ? value : fallback;
 }
 
-// Starts the command line, waits for the process to end, then for the
-// probe's record number `count`: the latency in milliseconds, or -1.
-double TimeOneStart(const bench::Sandbox& box, const std::u16string& commandLine, size_t count) {
+// One timed start: the latency in milliseconds, or why there is none.
+struct StartOutcome {
+  double ms = -1;
+  std::string why;
+};
+
+std::string ReadWholeFile(const bench::fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Starts the command line with the argument `tag` added, waits for the
+// process to end, then for the probe's record of that tag.
+StartOutcome TimeTaggedStart(const bench::Sandbox& box, const std::u16string& commandLine, const std::string& tag) {
   platform::Platform& p = platform::Get();
   platform::ProcessInfo info;
+  StartOutcome out;
+  const std::u16string line = commandLine + u" " + platform::Utf8ToUtf16(tag);
   const uint64_t t0 = p.MonotonicNs();
-  if (!p.StartProcess(commandLine, u"", &info)) return -1;
-  if (p.WaitOne(info.process, 30000) != platform::kWaitObject0) p.Terminate(info.process, 1);
+  if (!p.StartProcess(line, u"", &info)) {
+    out.why = "StartProcess failed, error=" + std::to_string(p.LastError());
+    return out;
+  }
+  uint32_t exitCode = 259;
+  const bool ended = p.WaitOne(info.process, 30000) == platform::kWaitObject0;
+  if (!ended) p.Terminate(info.process, 1);
+  p.ExitCodeOf(info.process, &exitCode);
   p.CloseObject(info.process);
   if (info.thread != nullptr) p.CloseObject(info.thread);
-  const uint64_t started = box.WaitForStartNs(count, 30000);
-  if (started == 0 || started < t0) return -1;
-  return static_cast<double>(started - t0) / 1e6;
+  if (!ended) {
+    out.why = "the process did not end within 30 s";
+    return out;
+  }
+  const uint64_t deadline = p.MonotonicNs() + uint64_t{30000} * 1000000;
+  uint64_t started = 0;
+  bench::RecordState state = bench::RecordState::kAbsent;
+  while ((state = bench::FindTaggedStart(ReadWholeFile(box.record()), tag, &started)) ==
+             bench::RecordState::kAbsent &&
+         p.MonotonicNs() < deadline) {
+    p.SleepMs(1);
+  }
+  const std::string exited = " (the process ended with exit code " + std::to_string(static_cast<int32_t>(exitCode)) + ")";
+  if (state == bench::RecordState::kAbsent) {
+    out.why = "the application recorded no start within 30 s" + exited;
+  } else if (state == bench::RecordState::kMalformed) {
+    out.why = "the application's record has no start time" + exited;
+  } else if (started < t0) {
+    out.why = "the application's start time lies before the start was asked for";
+  } else {
+    out.ms = static_cast<double>(started - t0) / 1e6;
+  }
+  return out;
+}
+
+struct TimedStart {
+  const char* name;
+  std::u16string commandLine;
+  std::vector<double> ms;
+};
+
+// One round: each start once, the first of them turning with the round. On a
+// failure, says which start failed and why; the round's times are kept only
+// when all of them succeeded.
+bool RunRound(const bench::Sandbox& box, std::vector<TimedStart>& starts, int round, int attempt, bool keep) {
+  std::vector<double> times(starts.size(), -1);
+  for (size_t k = 0; k < starts.size(); ++k) {
+    const size_t which = (static_cast<size_t>(round) + k) % starts.size();
+    const std::string tag = "--bench_start=" + std::to_string(round) + "." + std::to_string(attempt) + "." + starts[which].name;
+    const StartOutcome out = TimeTaggedStart(box, starts[which].commandLine, tag);
+    if (out.ms < 0) {
+      std::fprintf(stderr, "launch_latency_bench: round %d%s: the %s start failed: %s\n", round,
+                   attempt > 0 ? " (retried)" : "", starts[which].name, out.why.c_str());
+      return false;
+    }
+    times[which] = out.ms;
+  }
+  if (keep) {
+    for (size_t k = 0; k < starts.size(); ++k) starts[k].ms.push_back(times[k]);
+  }
+  return true;
+}
+
+void PrintRatio(const char* label, const std::vector<double>& a, const std::vector<double>& b) {
+  const bench::Spread paired = bench::Describe(bench::PairedRatios(a, b));
+  const double medianB = bench::Describe(b).median;
+  std::printf("  ratio %s: %.2f (round by round: median %.2f, quartiles %.2f .. %.2f)\n", label,
+              medianB > 0 ? bench::Describe(a).median / medianB : 0.0, paired.median, paired.p25, paired.p75);
+}
+
+// The launch latency figure: the launcher against start-stub and bare-start.
+// 0, or 1 when a round failed twice.
+int RunStartLatency(const bench::Sandbox& box, const std::u16string& launcherLine, const std::u16string& stubLine,
+                    const std::u16string& bareLine, int rounds) {
+  std::vector<TimedStart> starts = {{"launcher", launcherLine, {}}, {"start-stub", stubLine, {}}, {"bare-start", bareLine, {}}};
+  // Warm-up rounds first: the launcher's first start writes Orvane.ini and
+  // creates the log; all of them warm the file cache.
+  const int warmUp = 2;
+  int retried = 0;
+  for (int i = 0; i < rounds + warmUp; ++i) {
+    if (RunRound(box, starts, i, 0, i >= warmUp)) continue;
+    ++retried;
+    if (!RunRound(box, starts, i, 1, i >= warmUp)) {
+      std::fprintf(stderr, "launch_latency_bench: round %d failed twice; stopping\n", i);
+      return 1;
+    }
+  }
+  std::printf("launch latency, %d rounds of three starts in turn (start to the application's first clock reading):\n",
+              rounds);
+  std::printf("                   median     quartiles          min .. max (ms)\n");
+  for (const TimedStart& s : starts) {
+    const bench::Spread d = bench::Describe(s.ms);
+    std::printf("  %-12s %9.3f  %7.3f .. %-7.3f  %7.3f .. %.3f\n", s.name, d.median, d.p25, d.p75, d.min, d.max);
+  }
+  PrintRatio("launcher/start-stub", starts[0].ms, starts[1].ms);
+  PrintRatio("launcher/bare-start", starts[0].ms, starts[2].ms);
+  std::printf("  rounds retried: %d\n", retried);
+  return 0;
 }
 
 // Starts the command line and waits for its process to end: milliseconds,
@@ -89,8 +204,9 @@ int main(int argc, char** argv) {
       paths.push_back(argv[i]);
     }
   }
-  if (!paths.empty() && paths.size() != 3) {
-    std::fprintf(stderr, "usage: launch_latency_bench [--rounds=N] [<launcher> <probe> <bare-start>]\n");
+  if (!paths.empty() && paths.size() != 3 && paths.size() != 4) {
+    std::fprintf(stderr,
+                 "usage: launch_latency_bench [--rounds=N] [<launcher> <probe> <bare-start> [<start-stub>]]\n");
     return 2;
   }
   const bench::fs::path launcher =
@@ -98,7 +214,9 @@ int main(int argc, char** argv) {
   const bench::fs::path probe = bench::ProgramPath(paths.empty() ? FromEnv("ORVANE_PROBE", ORVANE_BENCH_PROBE) : paths[1]);
   const bench::fs::path bareStart =
       bench::ProgramPath(paths.empty() ? FromEnv("ORVANE_BARE_START", ORVANE_BENCH_BARE_START) : paths[2]);
-  if (rounds < 1 || launcher.empty() || probe.empty() || bareStart.empty()) {
+  const bench::fs::path startStub = bench::ProgramPath(
+      paths.size() == 4 ? paths[3] : FromEnv("ORVANE_START_STUB", ORVANE_BENCH_START_STUB));
+  if (rounds < 1 || launcher.empty() || probe.empty() || bareStart.empty() || startStub.empty()) {
     std::fprintf(stderr, "launch_latency_bench: missing program paths or rounds\n");
     return 2;
   }
@@ -107,30 +225,9 @@ int main(int argc, char** argv) {
   const std::u16string launcherLine = u"\"" + bench::WinForm16(box.launcher()) + u"\"";
   const std::u16string bareLine =
       u"\"" + bench::WinForm16(bareStart) + u"\" \"" + bench::WinForm16(box.appExe()) + u"\"";
-
-  // One start of each first: the launcher's first start renames nothing here
-  // but writes Orvane.ini and creates the log; both warm the file cache.
-  size_t count = 0;
-  const int warmUp = 2;
-  std::vector<double> viaLauncher, viaBare;
-  for (int i = 0; i < rounds + warmUp; ++i) {
-    const double a = TimeOneStart(box, launcherLine, ++count);
-    const double b = TimeOneStart(box, bareLine, ++count);
-    if (a < 0 || b < 0) {
-      std::fprintf(stderr, "launch_latency_bench: round %d failed (launcher %.3f, bare start %.3f)\n", i, a, b);
-      return 1;
-    }
-    if (i >= warmUp) {
-      viaLauncher.push_back(a);
-      viaBare.push_back(b);
-    }
-  }
-  const double launcherMs = bench::Median(viaLauncher);
-  const double bareMs = bench::Median(viaBare);
-  std::printf("launch latency, %d alternating rounds (median, start to application start):\n", rounds);
-  std::printf("  launcher    %8.3f ms\n", launcherMs);
-  std::printf("  bare start  %8.3f ms\n", bareMs);
-  std::printf("  ratio launcher/bare start: %.2f\n", bareMs > 0 ? launcherMs / bareMs : 0.0);
+  const std::u16string stubLine =
+      u"\"" + bench::WinForm16(startStub) + u"\" \"" + bench::WinForm16(box.appExe()) + u"\"";
+  if (const int status = RunStartLatency(box, launcherLine, stubLine, bareLine, rounds)) return status;
 
   const int wholeRounds = rounds < 10 ? rounds : 10;
   std::vector<double> whole, bareWhole;

@@ -1,6 +1,7 @@
 // Peak resident memory of a native normal start against a bare start of the
 // same application, for the launcher process itself (the started application
-// is not counted on either side). Linux only.
+// is not counted on either side), with start-stub's beside them: the floor of
+// a program that only starts the application. Linux only.
 //
 // wait4's ru_maxrss carries the high-water mark of the memory the process had
 // before its execve, which for a child of this benchmark is the benchmark's
@@ -27,6 +28,9 @@
 
 #include "bench_sandbox.h"
 
+#ifndef ORVANE_BENCH_START_STUB
+#define ORVANE_BENCH_START_STUB ""
+#endif
 #ifndef ORVANE_BENCH_WINDOWS_EXE
 #define ORVANE_BENCH_WINDOWS_EXE ""
 #endif
@@ -104,16 +108,23 @@ int main(int argc, char** argv) {
   const std::string launcher = paths.empty() ? ORVANE_BENCH_LAUNCHER : paths[0];
   const std::string probe = paths.empty() ? ORVANE_BENCH_PROBE : paths[1];
   const std::string bareStart = paths.empty() ? ORVANE_BENCH_BARE_START : paths[2];
+  const std::string startStub = ORVANE_BENCH_START_STUB;
+  if (startStub.empty()) {
+    std::fprintf(stderr, "peak_memory_bench: this build names no start-stub\n");
+    return 2;
+  }
 
   bench::Sandbox box(launcher, probe, "orvane-memory-bench");
-  std::vector<double> launcherHwm, bareHwm, launcherMaxrss, bareMaxrss;
+  std::vector<double> launcherHwm, bareHwm, launcherMaxrss, bareMaxrss, stubHwm;
   size_t count = 0;
   for (int i = 0; i < rounds; ++i) {
     const Peak a = Measure({box.launcher().string()});
     box.WaitForStartNs(++count, 10000);  // the application has started before the next round
     const Peak b = Measure({bareStart, box.appExe().string()});
     box.WaitForStartNs(++count, 10000);
-    if (a.hwmKib < 0 || b.hwmKib < 0) {
+    const Peak c = Measure({startStub, box.appExe().string()});
+    box.WaitForStartNs(++count, 10000);
+    if (a.hwmKib < 0 || b.hwmKib < 0 || c.hwmKib < 0) {
       std::fprintf(stderr, "peak_memory_bench: round %d failed (is ptrace allowed here?)\n", i);
       return 1;
     }
@@ -121,13 +132,17 @@ int main(int argc, char** argv) {
     bareHwm.push_back(static_cast<double>(b.hwmKib));
     launcherMaxrss.push_back(static_cast<double>(a.maxrssKib));
     bareMaxrss.push_back(static_cast<double>(b.maxrssKib));
+    stubHwm.push_back(static_cast<double>(c.hwmKib));
   }
   const double launcherKib = bench::Median(launcherHwm);
   const double bareKib = bench::Median(bareHwm);
   std::printf("peak resident memory, %d rounds (median; VmHWM at exit, ru_maxrss in brackets):\n", rounds);
   std::printf("  launcher    %8.0f KiB  [%.0f]\n", launcherKib, bench::Median(launcherMaxrss));
   std::printf("  bare start  %8.0f KiB  [%.0f]\n", bareKib, bench::Median(bareMaxrss));
+  std::printf("  start-stub  %8.0f KiB\n", bench::Median(stubHwm));
   std::printf("  ratio launcher/bare start: %.2f\n", bareKib > 0 ? launcherKib / bareKib : 0.0);
+  const double stubKib = bench::Median(stubHwm);
+  std::printf("  ratio launcher/start-stub: %.2f\n", stubKib > 0 ? launcherKib / stubKib : 0.0);
   std::error_code ec;
   if (!exe.empty() && bench::fs::exists(exe, ec)) {
     std::printf("  size of %s: %llu bytes\n", exe.c_str(),

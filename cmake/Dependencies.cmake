@@ -26,8 +26,14 @@ else()
   target_include_directories(orvane_cjson INTERFACE "${ORVANE_CJSON_INCLUDE}/cjson")
   target_link_libraries(orvane_cjson INTERFACE "${ORVANE_CJSON_LIB}")
 
-  find_library(ORVANE_MBEDCRYPTO_LIB mbedcrypto REQUIRED)
+  # mbedTLS and zlib are linked in, as on Windows: every shared library a
+  # process loads costs it a file open, four mappings and its symbol lookups
+  # before main, which is most of what a launch spends beyond the floor.
+  # cJSON stays shared: Debian ships no archive of it, and its loading cost
+  # is below what a launch can measure.
+  find_library(ORVANE_MBEDCRYPTO_LIB NAMES libmbedcrypto.a mbedcrypto REQUIRED)
   set(ORVANE_PLATFORM_SYSTEM_LIBS "${ORVANE_MBEDCRYPTO_LIB}" pthread)
+  set(ZLIB_USE_STATIC_LIBS ON)
 endif()
 
 find_package(ZLIB REQUIRED)
