@@ -5,7 +5,18 @@
 // libraries, thousands of small scripts, styles and locale files, mostly
 // deflated) and are generated at run time below --work (kept between runs).
 //
-//   zip_extract_bench [--work=DIR] [--rounds=N] [--bsdtar=PATH]
+//   zip_extract_bench [--work=DIR] [--rounds=N] [--bsdtar=PATH] [--out=DIR] [--floor] [--before=PATH] [--verbose]
+//
+// Each round extracts the archive once with each contender, in turn, into a
+// directory emptied just before; every ratio is taken within a round and the
+// median of the rounds is printed with the lowest and highest. The trees go
+// below --work unless --out names another place (a tmpfs shows the
+// extractors' own costs without the file system's). Wall time is the child's from fork to exit, CPU its
+// user and system time. --floor adds two contenders (bench/zip_floor_extract.h):
+// the least an extractor with the toolkit's fixed costs can do, without and
+// with the cost of Windows name rules on Linux. --before adds another build of
+// this benchmark as a contender (its --extract-only runs that build's
+// toolkit), to measure a change against the code before it in one run.
 //
 // Linux only: the memory is read with wait4.
 #include <sys/resource.h>
@@ -24,6 +35,7 @@
 
 #include "toolkit/zip_builder_for_tests.h"
 #include "toolkit/zip_extract.h"
+#include "zip_floor_extract.h"
 
 namespace fs = std::filesystem;
 
@@ -187,8 +199,14 @@ long ReadReport(const fs::path& report) {
   return kib;
 }
 
-// Runs argv in a child; its wall time in seconds and peak resident set in KiB.
-bool RunChild(const std::vector<std::string>& args, double* seconds, long* peakKib) {
+struct Run {
+  double wall = 0;  // seconds
+  double cpu = 0;   // user and system seconds
+  long peakKib = 0;
+};
+
+// Runs argv in a child; its times and peak resident set (ru_maxrss).
+bool RunChild(const std::vector<std::string>& args, Run* run) {
   std::vector<char*> argv;
   for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
   argv.push_back(nullptr);
@@ -201,9 +219,21 @@ bool RunChild(const std::vector<std::string>& args, double* seconds, long* peakK
   int status = 0;
   struct rusage usage {};
   if (wait4(pid, &status, 0, &usage) != pid) return false;
-  *seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  *peakKib = usage.ru_maxrss;
+  run->wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  run->cpu = usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6 + usage.ru_stime.tv_sec + usage.ru_stime.tv_usec / 1e6;
+  run->peakKib = usage.ru_maxrss;
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// Median, lowest and highest of the values.
+struct Spread {
+  double median, low, high;
+};
+Spread SpreadOf(std::vector<double> v) {
+  std::sort(v.begin(), v.end());
+  const size_t n = v.size();
+  const double median = n % 2 == 1 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+  return {median, v.front(), v.back()};
 }
 
 uint64_t TreeBytes(const fs::path& dir, size_t* files) {
@@ -218,70 +248,128 @@ uint64_t TreeBytes(const fs::path& dir, size_t* files) {
   return total;
 }
 
+struct Contender {
+  std::string name;
+  std::vector<std::string> args;
+  fs::path out;
+  std::vector<Run> runs;
+};
+
+void PrintRatio(const char* what, const Contender& a, const Contender& b) {
+  std::vector<double> wall, cpu;
+  for (size_t r = 0; r < a.runs.size(); ++r) {
+    wall.push_back(a.runs[r].wall / b.runs[r].wall);
+    cpu.push_back(a.runs[r].cpu / b.runs[r].cpu);
+  }
+  const Spread w = SpreadOf(wall), c = SpreadOf(cpu);
+  std::printf("  %-34s wall %.3f (%.3f to %.3f), CPU %.3f (%.3f to %.3f)\n", what, w.median, w.low, w.high, c.median,
+              c.low, c.high);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc == 5 && std::strcmp(argv[1], "--extract-only") == 0) return ExtractOnly(argv[2], argv[3], argv[4]);
+  if (argc == 4 && std::strncmp(argv[1], "--floor-only", 12) == 0) {
+    return zip_floor::Extractor(std::strcmp(argv[1], "--floor-only-windows-names") == 0).Run(argv[2], argv[3]) ? 0 : 1;
+  }
   fs::path work = "build/bench-zip";
-  int rounds = 3;
+  int rounds = 9;
   std::string bsdtar = "/usr/bin/bsdtar";
+  bool floor = false, verbose = false;
+  fs::path outDir;
+  std::string before;
   for (int i = 1; i < argc; ++i) {
     const std::string a = argv[i];
     if (a.rfind("--work=", 0) == 0) work = a.substr(7);
     if (a.rfind("--rounds=", 0) == 0) rounds = std::max(1, std::atoi(a.c_str() + 9));
     if (a.rfind("--bsdtar=", 0) == 0) bsdtar = a.substr(9);
+    if (a == "--floor") floor = true;
+    if (a == "--verbose") verbose = true;
+    if (a.rfind("--out=", 0) == 0) outDir = a.substr(6);
+    if (a.rfind("--before=", 0) == 0) before = fs::absolute(a.substr(9)).string();
   }
   fs::create_directories(work);
   work = fs::absolute(work);
   const std::string self = fs::canonical("/proc/self/exe").string();
   const fs::path big = EnsureArchive(work, "app-full", 1.0);
   const fs::path small = EnsureArchive(work, "app-tenth", 0.1);
-  const fs::path outOurs = work / "out-ours", outTar = work / "out-bsdtar", report = work / "hwm.txt";
+  const fs::path report = work / "hwm.txt";
+  const fs::path out = outDir.empty() ? work : fs::absolute(outDir);
+  fs::create_directories(out);
 
-  size_t files = 0;
-  std::vector<double> ours, tar;
-  long peakBig = 0, peakTar = 0;
-  for (int r = 0; r < rounds; ++r) {
-    double s = 0;
-    long kib = 0;
-    fs::remove_all(outOurs);
-    if (!RunChild({self, "--extract-only", big.string(), outOurs.string(), report.string()}, &s, &kib)) {
-      std::fprintf(stderr, "extraction failed\n");
-      return 1;
-    }
-    ours.push_back(s);
-    peakBig = std::max(peakBig, ReadReport(report));
-    fs::remove_all(outTar);
-    fs::create_directories(outTar);
-    if (!RunChild({bsdtar, "-xf", big.string(), "-C", outTar.string()}, &s, &kib)) {
-      std::fprintf(stderr, "bsdtar failed (is libarchive-tools installed?)\n");
-      return 1;
-    }
-    tar.push_back(s);
-    peakTar = std::max(peakTar, kib);
+  std::vector<Contender> all;
+  all.push_back({"toolkit", {self, "--extract-only", big.string(), (out / "out-ours").string(), report.string()},
+                 out / "out-ours", {}});
+  all.push_back({"bsdtar", {bsdtar, "-xf", big.string(), "-C", (out / "out-bsdtar").string()}, out / "out-bsdtar", {}});
+  if (floor) {
+    all.push_back({"floor", {self, "--floor-only", big.string(), (out / "out-floor").string()}, out / "out-floor", {}});
+    all.push_back({"floor with Windows names",
+                   {self, "--floor-only-windows-names", big.string(), (out / "out-floor-names").string()},
+                   out / "out-floor-names", {}});
   }
-  const uint64_t bytes = TreeBytes(outOurs, &files);
-  size_t tarFiles = 0;
-  const uint64_t tarBytes = TreeBytes(outTar, &tarFiles);
-  std::sort(ours.begin(), ours.end());
-  std::sort(tar.begin(), tar.end());
-  const double oursMedian = ours[ours.size() / 2], tarMedian = tar[tar.size() / 2];
+  if (!before.empty()) {
+    all.push_back({"toolkit before",
+                   {before, "--extract-only", big.string(), (out / "out-before").string(), (work / "hwm-before.txt").string()},
+                   out / "out-before", {}});
+  }
+  long peakBig = 0;
+  for (int r = 0; r < rounds; ++r) {
+    // Each contender deletes its own tree of the round before right before it
+    // runs, always in the same turn: a file system makes files more slowly
+    // just after many were deleted (ext4 passes over recently freed inodes),
+    // and so every contender meets the same history.
+    for (Contender& c : all) {
+      fs::remove_all(c.out);
+      fs::create_directories(c.out);
+      Run run;
+      if (!RunChild(c.args, &run)) {
+        std::fprintf(stderr, "%s failed in round %d%s\n", c.name.c_str(), r + 1,
+                     c.name == "bsdtar" ? " (is libarchive-tools installed?)" : "");
+        return 1;
+      }
+      c.runs.push_back(run);
+      if (verbose) std::printf("round %d: %-26s wall %.3f s, CPU %.3f s\n", r + 1, c.name.c_str(), run.wall, run.cpu);
+      if (c.name == "toolkit") peakBig = std::max(peakBig, ReadReport(report));
+    }
+  }
+  size_t files = 0, tarFiles = 0;
+  const uint64_t bytes = TreeBytes(all[0].out, &files);
+  const uint64_t tarBytes = TreeBytes(all[1].out, &tarFiles);
 
-  double s = 0;
-  long peakSmall = 0;
-  fs::remove_all(outOurs);
-  long unused = 0;
-  RunChild({self, "--extract-only", small.string(), outOurs.string(), report.string()}, &s, &unused);
-  peakSmall = ReadReport(report);
+  Run smallRun;
+  fs::remove_all(all[0].out);
+  RunChild({self, "--extract-only", small.string(), all[0].out.string(), report.string()}, &smallRun);
+  const long peakSmall = ReadReport(report);
   size_t smallFiles = 0;
-  const uint64_t smallBytes = TreeBytes(outOurs, &smallFiles);
-  fs::remove_all(outOurs);
-  fs::remove_all(outTar);
+  const uint64_t smallBytes = TreeBytes(all[0].out, &smallFiles);
+  long peakTar = 0;
+  for (const Run& run : all[1].runs) peakTar = std::max(peakTar, run.peakKib);
+  for (const Contender& c : all) fs::remove_all(c.out);
 
   std::printf("archive: %s, %.1f MB unpacked in %zu files (bsdtar: %.1f MB, %zu files)\n", big.filename().c_str(),
               bytes / 1048576.0, files, tarBytes / 1048576.0, tarFiles);
-  std::printf("extraction, median of %d: toolkit %.3f s, bsdtar %.3f s, speed ratio (bsdtar / toolkit) %.2f\n", rounds,
-              oursMedian, tarMedian, tarMedian / oursMedian);
+  std::printf("extraction, %d rounds, median (lowest to highest) of the ratio within each round:\n", rounds);
+  for (const Contender& c : all) {
+    std::vector<double> wall, cpu;
+    for (const Run& run : c.runs) {
+      wall.push_back(run.wall);
+      cpu.push_back(run.cpu);
+    }
+    std::printf("  %-34s wall %.3f s, CPU %.3f s (medians)\n", c.name.c_str(), SpreadOf(wall).median,
+                SpreadOf(cpu).median);
+  }
+  PrintRatio("speed, bsdtar / toolkit", all[1], all[0]);
+  PrintRatio("time, toolkit / bsdtar", all[0], all[1]);
+  if (floor) {
+    PrintRatio("time, floor / bsdtar", all[2], all[1]);
+    PrintRatio("time, toolkit / floor", all[0], all[2]);
+    PrintRatio("time, toolkit / floor, Windows names", all[0], all[3]);
+  }
+  if (!before.empty()) {
+    PrintRatio("time, toolkit / toolkit before", all[0], all.back());
+    PrintRatio("time, toolkit before / bsdtar", all.back(), all[1]);
+  }
   std::printf("peak resident memory (VmHWM): toolkit %ld KiB for %.1f MB, %ld KiB for %.1f MB (%zu files); bsdtar %ld KiB (ru_maxrss)\n",
               peakBig, bytes / 1048576.0, peakSmall, smallBytes / 1048576.0, smallFiles, peakTar);
   return 0;

@@ -160,6 +160,19 @@ TEST_F(ZipExtractTest, FromAHandleThatStaysOpen) {
   EXPECT_TRUE(reports.reports.empty());
 }
 
+// Each item's headers are read once and in order: its local header, then its
+// name, extra field and first block of data in one read; the central
+// directory comes a block at a time; the archive is read front to back
+// without seeking between items.
+TEST_F(ZipExtractTest, EachHeaderIsReadOnceAndInOrder) {
+  const std::u16string path = Write(Numbered(200));
+  platform::FakeFileHandles fake;
+  EXPECT_TRUE(ExtractZipFile(path, Out(), nullptr, 0, 100));
+  EXPECT_EQ(ReadFileBytes(temp.path() / "out" / "f199.txt"), "data");
+  EXPECT_LE(fake.CallCount("ReadFile"), 2 * 200 + 4);
+  EXPECT_LE(fake.CallCount("SetFilePointer"), 5);
+}
+
 // A real tree in and out, over what is there: every file byte-identical,
 // with its time and its read-only attribute.
 int64_t ModifiedSeconds(const std::filesystem::path& path) {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "base/text.h"
@@ -25,7 +26,7 @@ constexpr uint32_t kCentralSize = 46;
 constexpr uint32_t kLocalSize = 30;
 constexpr uint32_t kEndRecordSize = 22;
 constexpr uint32_t kHandleKindReader = 1;
-constexpr uint32_t kInvalidAttributes = 0xFFFFFFFFu;  // INVALID_FILE_ATTRIBUTES
+constexpr uint32_t kErrorPathNotFound = 3;  // ERROR_PATH_NOT_FOUND
 
 // Interior statuses of an item read, reduced at the interface.
 constexpr int kReadNoItem = -102;
@@ -64,14 +65,14 @@ bool IsDeviceComponent(const std::u16string& path, size_t begin, size_t end) {
   size_t stem = begin;
   while (stem < end && path[stem] != u'.') ++stem;
   while (stem > begin && path[stem - 1] == u' ') --stem;
-  std::u16string name;
-  for (size_t i = begin; i < stem; ++i) name += FoldAscii(path[i]);
-  if (name == u"CON" || name == u"PRN" || name == u"AUX" || name == u"NUL" || name == u"CONIN$" ||
-      name == u"CONOUT$") {
-    return true;
-  }
-  if (name.size() != 4 || (name.compare(0, 3, u"COM") != 0 && name.compare(0, 3, u"LPT") != 0)) return false;
-  return (name[3] >= u'0' && name[3] <= u'9') || IsSuperscriptDigit(name[3]);
+  const size_t length = stem - begin;
+  if (length != 3 && length != 4 && length != 6 && length != 7) return false;
+  char16_t name[8];
+  for (size_t i = 0; i < length; ++i) name[i] = FoldAscii(path[begin + i]);
+  const std::u16string_view n(name, length);
+  if (n == u"CON" || n == u"PRN" || n == u"AUX" || n == u"NUL" || n == u"CONIN$" || n == u"CONOUT$") return true;
+  if (length != 4 || (n.substr(0, 3) != u"COM" && n.substr(0, 3) != u"LPT")) return false;
+  return (n[3] >= u'0' && n[3] <= u'9') || IsSuperscriptDigit(n[3]);
 }
 
 }  // namespace
@@ -165,6 +166,9 @@ class ArchiveStream {
   }
 
   bool ReadAt(uint64_t pos, void* buffer, uint32_t bytes) { return Seek(pos) && Read(buffer, bytes) == bytes; }
+  // Up to `bytes` from `pos`: the count read, short at the end of the
+  // stream; -1 when the position cannot be reached.
+  int64_t ReadSome(uint64_t pos, void* buffer, uint32_t bytes) { return Seek(pos) ? Read(buffer, bytes) : -1; }
 
  private:
   Handle handle_ = platform::InvalidFileHandle();
@@ -195,6 +199,14 @@ struct LocalInfo {
   uint64_t extraPos = 0;
   uint16_t extraLength = 0;
   uint64_t dataPos = 0;
+};
+
+// The central directory as it is read, a block at a time, so that walking it
+// costs one read per block instead of one seek and read per header.
+struct CentralBlock {
+  std::unique_ptr<uint8_t[]> bytes{new uint8_t[kBufferSize]};
+  uint64_t pos = 0;     // archive position of bytes[0]
+  uint32_t length = 0;  // bytes held
 };
 
 // The traditional stream cipher of the ZIP format.
@@ -229,11 +241,16 @@ class ZipCipher {
 }  // namespace
 
 // An item as GetZipItem produced it, with where its data lies, so that
-// writing it needs no second look at its headers.
+// writing it needs no second look at its headers. The read that took its
+// extra field may also have taken the first block of a deflated item's data
+// into the input buffer: `preloaded` bytes from `preloadAt`, there to be
+// inflated where they lie when the item is opened next.
 struct ProducedItem {
   int32_t index = -1;
   ZipEntry entry;
   LocalInfo local;
+  uint32_t preloadAt = 0;
+  uint32_t preloaded = 0;
 };
 
 class ZipReader {
@@ -263,7 +280,7 @@ class ZipReader {
   bool CheckLocal(const CentralHeader& c, LocalInfo* info);
   uint32_t Produce(int32_t index, ProducedItem* item);
   bool MakeTree(const std::u16string& root, const std::u16string& path);
-  bool OpenItem(int32_t index, const CentralHeader& c, const LocalInfo& local);
+  bool OpenItem(const CentralHeader& c, ProducedItem* item);
   int ReadItem(uint8_t* out, uint32_t length, bool* end);
 
   uint32_t count_ = 0;
@@ -279,6 +296,7 @@ class ZipReader {
   bool curBad_ = true;
   int32_t unreachable_ = INT32_MAX;
   CentralHeader cur_;
+  CentralBlock central_;
 
   ProducedItem last_;
   std::vector<uint8_t> extra_;
@@ -317,8 +335,12 @@ uint32_t ZipReader::Open() {
   }
   if (found < 0) return ZR_NOFILE;
   const uint64_t recordPos = size - block + static_cast<uint64_t>(found);
-  uint8_t record[kEndRecordSize];
-  if (!stream.ReadAt(recordPos, record, kEndRecordSize)) return ZR_NOFILE;
+  uint8_t tail[kEndRecordSize];
+  const uint8_t* record = buffer + found;
+  if (static_cast<uint64_t>(found) + kEndRecordSize > block) {
+    if (!stream.ReadAt(recordPos, tail, kEndRecordSize)) return ZR_NOFILE;
+    record = tail;
+  }
   const uint16_t thisDisk = Get16(record + 4), cdDisk = Get16(record + 6);
   const uint16_t entries = Get16(record + 8), total = Get16(record + 10);
   const uint32_t cdSize = Get32(record + 12), cdOffset = Get32(record + 16);
@@ -332,10 +354,23 @@ uint32_t ZipReader::Open() {
 }
 
 bool ZipReader::ReadCentral() {
-  // The fixed part and the name come in one read when the name is short.
-  uint8_t buffer[kCentralSize + kZipMaxPath];
-  if (!stream.Seek(cdPos_)) return false;
-  const uint32_t got = stream.Read(buffer, sizeof buffer);
+  // The fixed part and up to 260 bytes of the name, from the block held when
+  // it lies there, else from a new block read at the header.
+  constexpr uint32_t kWant = kCentralSize + kZipMaxPath;
+  CentralBlock& b = central_;
+  const bool inBlock = cdPos_ >= b.pos && cdPos_ - b.pos <= b.length;
+  const bool endInBlock = b.length < kBufferSize;  // the block reached the end of the archive
+  if (!inBlock || (b.length - (cdPos_ - b.pos) < kWant && !endInBlock)) {
+    const int64_t got = stream.ReadSome(cdPos_, b.bytes.get(), kBufferSize);
+    if (got < 0) {
+      b.length = 0;
+      return false;
+    }
+    b.pos = cdPos_;
+    b.length = static_cast<uint32_t>(got);
+  }
+  const uint8_t* buffer = b.bytes.get() + (cdPos_ - b.pos);
+  const uint32_t got = std::min<uint32_t>(kWant, b.length - static_cast<uint32_t>(cdPos_ - b.pos));
   if (got < kCentralSize || Get32(buffer) != 0x02014B50u) return false;
   CentralHeader& c = cur_;
   c.versionMadeBy = Get16(buffer + 4);
@@ -461,7 +496,7 @@ void SetName(const CentralHeader& c, ZipEntry* e) {
 // The item's times: the DOS date and time in local time, then the Unix times
 // of a "UT" record of its local extra field. A time is taken only while it
 // lies within the record's own length.
-void SetTimes(uint32_t dosDateTime, const std::vector<uint8_t>& extra, ZipEntry* e) {
+void SetTimes(uint32_t dosDateTime, const uint8_t* extra, size_t n, ZipEntry* e) {
   const uint16_t dosTime = static_cast<uint16_t>(dosDateTime), dosDate = static_cast<uint16_t>(dosDateTime >> 16);
   platform::SystemTime st;
   st.wYear = static_cast<uint16_t>(1980 + (dosDate >> 9));
@@ -474,8 +509,7 @@ void SetTimes(uint32_t dosDateTime, const std::vector<uint8_t>& extra, ZipEntry*
   if (Io().SystemTimeToFileTime(st, &localTime) && Io().LocalFileTimeToFileTime(localTime, &utc)) {
     e->atime = e->ctime = e->mtime = utc;
   }
-  const uint8_t* x = extra.data();
-  const size_t n = extra.size();
+  const uint8_t* x = extra;
   if (n <= 4) return;
   size_t pos = 0;
   while (n - pos >= 5) {
@@ -505,6 +539,7 @@ void SetTimes(uint32_t dosDateTime, const std::vector<uint8_t>& extra, ZipEntry*
 // still carries the index, and the name once the central header was read.
 uint32_t ZipReader::Produce(int32_t index, ProducedItem* item) {
   item->index = -1;
+  item->preloaded = 0;
   item->entry = ZipEntry();
   item->entry.index = index;
   const CentralHeader* c = Reach(index);
@@ -512,10 +547,26 @@ uint32_t ZipReader::Produce(int32_t index, ProducedItem* item) {
   SetName(*c, &item->entry);
   if (!CheckLocal(*c, &item->local)) return ZR_CORRUPT;
   const LocalInfo& local = item->local;
-  extra_.resize(local.extraLength);
-  if (local.extraLength > 0 && !stream.ReadAt(local.extraPos, extra_.data(), local.extraLength)) return ZR_READ;
+  // The name (read past, not used) and the extra field follow the local
+  // header; a plain deflated item's data follows them, and its first block
+  // comes in the same read, into the input buffer where it will be inflated.
+  const uint32_t head = c->nameLength + local.extraLength;
+  const uint8_t* extra = nullptr;
+  if (head <= kBufferSize) {
+    const bool plainDeflated = c->method == 8 && (c->flags & 1) == 0;
+    const uint32_t data = plainDeflated ? std::min(c->compSize, kBufferSize - head) : 0;
+    const int64_t got = stream.ReadSome(local.extraPos - c->nameLength, in_.get(), head + data);
+    if (got < head) return ZR_READ;
+    extra = in_.get() + c->nameLength;
+    item->preloadAt = head;
+    item->preloaded = static_cast<uint32_t>(got) - head;
+  } else {
+    extra_.resize(local.extraLength);
+    if (local.extraLength > 0 && !stream.ReadAt(local.extraPos, extra_.data(), local.extraLength)) return ZR_READ;
+    extra = extra_.data();
+  }
   item->entry.attr = AttributesOf(c->versionMadeBy, c->externalAttr);
-  SetTimes(c->dosTime, extra_, &item->entry);
+  SetTimes(c->dosTime, extra, local.extraLength, &item->entry);
   item->entry.comp_size = static_cast<int32_t>(c->compSize);
   item->entry.unc_size = static_cast<int32_t>(c->uncSize);
   item->index = index;
@@ -539,31 +590,41 @@ uint32_t ZipReader::GetItem(int32_t index, ZipEntry* entry) {
   return result;
 }
 
-// Makes `root` if it is missing, then every level of `path` below it.
-// False when a level does not fit 260 characters.
+// Makes `root` if it is missing, then every level of `path` below it, each
+// unless something of its name is there. A level is simply created, and one
+// that is there already answers 183: that costs what a look at it would,
+// and a new level is looked up once instead of twice. Only when a level
+// above is missing (3) are the levels above made first. False when the path
+// does not fit 260 characters.
 bool ZipReader::MakeTree(const std::u16string& root, const std::u16string& path) {
   std::u16string rel = path;
   while (!rel.empty() && IsSeparator(rel.back())) rel.pop_back();
-  // When the whole path is there, so are its parents and the root.
-  if (root.size() + rel.size() < kZipMaxPath && platform::Get().GetAttributes(root + rel) != kInvalidAttributes) {
-    return true;
-  }
-  if (!root.empty() && platform::Get().GetAttributes(root) == kInvalidAttributes) Io().CreateOneDirectory(root);
-  if (rel.empty()) return true;
-  size_t cut = rel.size();
-  while (cut > 0 && !IsSeparator(rel[cut - 1])) --cut;
-  if (cut > 0 && !MakeTree(std::u16string(), root + rel.substr(0, cut - 1))) return false;
   const std::u16string full = root + rel;
   if (full.size() >= kZipMaxPath) return false;
-  if (platform::Get().GetAttributes(full) == kInvalidAttributes) Io().CreateOneDirectory(full);
+  if (rel.empty()) {
+    if (!root.empty()) Io().CreateOneDirectory(root);
+    return true;
+  }
+  if (Io().CreateOneDirectory(full) || platform::Get().LastError() != kErrorPathNotFound) return true;
+  size_t cut = rel.size();
+  while (cut > 0 && !IsSeparator(rel[cut - 1])) --cut;
+  if (cut > 0) {
+    if (!MakeTree(std::u16string(), root + rel.substr(0, cut - 1))) return false;
+  } else if (!root.empty()) {
+    Io().CreateOneDirectory(root);
+  }
+  Io().CreateOneDirectory(full);
   return true;
 }
 
-// Opens item `index` for reading, its headers as GetZipItem checked them.
-bool ZipReader::OpenItem(int32_t index, const CentralHeader& c, const LocalInfo& local) {
-  readPos_ = local.dataPos;
-  inAvail_ = 0;
-  compLeft_ = c.compSize;
+// Opens the item for reading, its headers as GetZipItem checked them. Data
+// that came with its extra field is taken up where it lies, once.
+bool ZipReader::OpenItem(const CentralHeader& c, ProducedItem* item) {
+  readPos_ = item->local.dataPos + item->preloaded;
+  inNext_ = in_.get() + item->preloadAt;
+  inAvail_ = item->preloaded;
+  compLeft_ = c.compSize - item->preloaded;
+  item->preloaded = 0;
   uncLeft_ = c.uncSize;
   stored_ = c.method == 0;
   encrypted_ = (c.flags & 1) != 0;
@@ -578,7 +639,7 @@ bool ZipReader::OpenItem(int32_t index, const CentralHeader& c, const LocalInfo&
       return false;
     }
   }
-  openItem_ = index;
+  openItem_ = item->index;
   return true;
 }
 
@@ -593,10 +654,12 @@ int ZipReader::ReadItem(uint8_t* out, uint32_t length, bool* end) {
   const uint32_t want = std::min(length, uncLeft_);
   uint32_t produced = 0;
   while (produced < want) {
-    // A plain stored item goes straight from the archive to the output.
-    if (stored_ && !encrypted_ && inAvail_ == 0 && compLeft_ > 0) {
+    // A stored item goes straight from the archive to the output, and is
+    // decrypted there if need be, once its encryption header is consumed.
+    if (stored_ && headerLeft_ == 0 && inAvail_ == 0 && compLeft_ > 0) {
       const uint32_t n = std::min(want - produced, compLeft_);
       if (!stream.Seek(readPos_) || stream.Read(out + produced, n) != n) return kReadBroken;
+      if (encrypted_) cipher_.Decrypt(out + produced, n);
       readPos_ += n;
       compLeft_ -= n;
       produced += n;
@@ -605,7 +668,9 @@ int ZipReader::ReadItem(uint8_t* out, uint32_t length, bool* end) {
       continue;
     }
     if (inAvail_ == 0 && compLeft_ > 0) {
-      const uint32_t n = std::min(kBufferSize, compLeft_);
+      // A stored item's encryption header comes alone: its data goes to the
+      // output directly.
+      const uint32_t n = std::min(stored_ ? headerLeft_ : kBufferSize, compLeft_);
       if (!stream.Seek(readPos_) || stream.Read(in_.get(), n) != n) return kReadBroken;
       readPos_ += n;
       compLeft_ -= n;
@@ -622,34 +687,26 @@ int ZipReader::ReadItem(uint8_t* out, uint32_t length, bool* end) {
       if (compLeft_ == 0) return kReadBroken;
       continue;
     }
-    uint32_t chunk = 0;
-    bool streamEnd = false;
     if (stored_) {
-      // The item says it holds more than its data: the input is done.
-      if (inAvail_ == 0) return kReadBroken;
-      chunk = std::min(inAvail_, want - produced);
-      std::memcpy(out + produced, inNext_, chunk);
-      inNext_ += chunk;
-      inAvail_ -= chunk;
-    } else {
-      z_.next_in = inNext_;
-      z_.avail_in = inAvail_;
-      z_.next_out = out + produced;
-      z_.avail_out = want - produced;
-      const int status = inflate(&z_, Z_SYNC_FLUSH);
-      chunk = (want - produced) - z_.avail_out;
-      const uint32_t used = inAvail_ - z_.avail_in;
-      inNext_ = z_.next_in;
-      inAvail_ = z_.avail_in;
-      if (status == Z_STREAM_END) {
-        streamEnd = true;
-      } else if (status != Z_OK) {
-        return status < 0 ? status : Z_DATA_ERROR;
-      } else if (chunk == 0 && used == 0) {
-        // No progress is possible with what is left.
-        return Z_BUF_ERROR;
-      }
+      // Only the encryption header passes through the input buffer; with it
+      // consumed, the data comes straight out above. With nothing left to
+      // read, the item said it holds more than its data.
+      if (compLeft_ > 0) continue;
+      return kReadBroken;
     }
+    z_.next_in = inNext_;
+    z_.avail_in = inAvail_;
+    z_.next_out = out + produced;
+    z_.avail_out = want - produced;
+    const int status = inflate(&z_, Z_SYNC_FLUSH);
+    const uint32_t chunk = (want - produced) - z_.avail_out;
+    const uint32_t used = inAvail_ - z_.avail_in;
+    inNext_ = z_.next_in;
+    inAvail_ = z_.avail_in;
+    const bool streamEnd = status == Z_STREAM_END;
+    if (!streamEnd && status != Z_OK) return status < 0 ? status : Z_DATA_ERROR;
+    // No progress is possible with what is left.
+    if (!streamEnd && chunk == 0 && used == 0) return Z_BUF_ERROR;
     produced += chunk;
     uncLeft_ -= chunk;
     if (uncLeft_ == 0 || streamEnd) {
@@ -689,7 +746,7 @@ uint32_t ZipReader::Unzip(int32_t index, const std::u16string& target) {
 
   const Handle out = Io().CreateFileHandle(full, platform::kGenericWrite, 0, platform::kCreateAlways, entry.attr);
   if (out == platform::InvalidFileHandle()) return ZR_NOFILE;
-  OpenItem(index, *c, last_.local);
+  OpenItem(*c, &last_);
   if (!out_) out_.reset(new uint8_t[kBufferSize]);
   for (;;) {
     bool end = false;

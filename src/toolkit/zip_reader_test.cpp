@@ -179,6 +179,14 @@ TEST_F(ZipReaderTest, AttributesFromTheHostSystem) {
   }
 }
 
+// `records` extra records of 255 bytes that are not "UT": more than the
+// input buffer holds once there are 64 of them.
+std::string Filler(int records) {
+  std::string out;
+  for (int i = 0; i < records; ++i) out += std::string("\x01\x00\xff\x00", 4) + std::string(255, 'f');
+  return out;
+}
+
 uint64_t Ticks(const platform::FileTime& t) { return platform::FileTimeValue(t); }
 uint64_t UnixTicks(int64_t seconds) { return static_cast<uint64_t>(seconds + 11644473600ll) * 10000000ull; }
 
@@ -240,6 +248,8 @@ TEST_F(ZipReaderTest, TimesFromTheDosFieldsAndTheUtRecord) {
        1736931600, 1700000000, 1600000000, 1500000000},
       {"UT says three, holds one", 0x5A2F, 0x6000, zip_test::UtExtra(7, {1700000000u}), 1736931600, 1700000000, kDos,
        kDos},
+      {"UT after 16 KiB of other records", 0x5A2F, 0x6000, Filler(64) + zip_test::UtExtra(1, {1700000000u}), 1736931600,
+       1700000000, kDos, kDos},
   };
   ZoneThreeHoursEast zone;
   Archive archive;
@@ -267,11 +277,12 @@ TEST_F(ZipReaderTest, ItemsComeOutByteForByte) {
   Archive archive;
   archive.items = {MakeItem("stored.bin", Noise(70000, 2), 0), MakeItem("secret.txt", Text(40000), 8, "pass word"),
                    MakeItem("secret-stored.bin", Noise(20000, 4), 0, "pass word"),
-                   MakeItem("secret-flag3.txt", Text(1000), 8, "pass word")};
+                   MakeItem("secret-flag3.txt", Text(1000), 8, "pass word"), MakeItem("big-extra.txt", Text(30000))};
   archive.items[3].dataDescriptorFlag = true;
+  archive.items[4].localExtra = Filler(70);  // name and extra field do not fit the input buffer
   ASSERT_NE(Open(archive, "pass word"), nullptr);
   // Backwards, so that the walk also goes back to the start.
-  for (int i = 3; i >= 0; --i) {
+  for (int i = 4; i >= 0; --i) {
     const Item& item = archive.items[i];
     EXPECT_EQ(UnzipItem(zip, i, Wide(item.name)), ZR_OK) << item.name;
     EXPECT_TRUE(Out(item.name) == item.data) << item.name;
