@@ -45,9 +45,6 @@ enum : uint8_t {
   kAccessAllowedCallbackAceType = 0x9,
   kInheritOnlyAce = 0x8,
 };
-enum : uint32_t {
-  kFileAttributeReparsePoint = 0x400,
-};
 
 class ProtectedFiles {
  public:
