@@ -71,7 +71,7 @@ class FakeWindowsFiles final : public FileHold {
   bool IsAbsolutePath(const std::u16string& path) override;
   Handle OpenEntry(const std::u16string& path, Entry kind) override;
   bool FinalPathOf(Handle entry, std::u16string* path) override;
-  bool IdentityOf(Handle entry, FileIdentity* identity) override;
+  bool IdentityOf(Handle entry, FileId* identity) override;
   void CloseEntry(Handle entry) override;
 
  private:

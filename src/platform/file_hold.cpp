@@ -147,12 +147,12 @@ bool HeldFile::Hold(const std::u16string& path) {
   const std::u16string plainPath = PlainFormOf(finalPath);
   const Handle again = files.OpenEntry(plainPath, FileHold::Entry::kFile);
   if (again == nullptr) return Fail(os.LastError());
-  FileIdentity heldIdentity, namedIdentity;
+  FileId heldIdentity, namedIdentity;
   const bool known = files.IdentityOf(file, &heldIdentity) && files.IdentityOf(again, &namedIdentity);
   const uint32_t queryError = known ? kErrorSuccess : os.LastError();
   files.CloseEntry(again);
   if (!known) return Fail(queryError);
-  if (!(heldIdentity == namedIdentity)) return Fail(kErrorSharingViolation);
+  if (heldIdentity != namedIdentity) return Fail(kErrorSharingViolation);
 
   finalPath_ = plainPath;
   return true;

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/file_identity.h"
 #include "platform/service.h"
 #include "platform/types.h"
 
@@ -37,14 +38,6 @@ bool IsAbsoluteWindowsPath(const std::u16string& path);
 // or '/', none a device name (CON, NUL, COM1, LPT1, CONIN$, ...). Any other
 // path is returned as it is.
 std::u16string PlainFormOf(const std::u16string& finalPath);
-
-// A file's identity: the volume serial number and file index on Windows,
-// the device and inode on Linux.
-struct FileIdentity {
-  uint64_t volume = 0;
-  uint64_t index = 0;
-  bool operator==(const FileIdentity& other) const { return volume == other.volume && index == other.index; }
-};
 
 class FileHold {
  public:
@@ -75,7 +68,7 @@ class FileHold {
 
   // GetFileInformationByHandle's volume serial number and file index.
   // False and last error on failure.
-  virtual bool IdentityOf(Handle entry, FileIdentity* identity) = 0;
+  virtual bool IdentityOf(Handle entry, FileId* identity) = 0;
 
   // CloseHandle.
   virtual void CloseEntry(Handle entry) = 0;

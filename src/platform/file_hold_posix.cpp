@@ -68,7 +68,7 @@ class PosixFileHold final : public FileHold {
     return true;
   }
 
-  bool IdentityOf(Handle entry, FileIdentity* identity) override {
+  bool IdentityOf(Handle entry, FileId* identity) override {
     struct stat st;
     if (::fstat(ToFd(entry), &st) != 0) {
       posix::SetError(kErrorInvalidHandle);

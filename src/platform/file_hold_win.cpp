@@ -35,7 +35,7 @@ class WinFileHold final : public FileHold {
     }
   }
 
-  bool IdentityOf(Handle entry, FileIdentity* identity) override {
+  bool IdentityOf(Handle entry, FileId* identity) override {
     BY_HANDLE_FILE_INFORMATION info = {};
     if (::GetFileInformationByHandle(entry, &info) == FALSE) return false;
     identity->volume = info.dwVolumeSerialNumber;

@@ -317,7 +317,7 @@ bool FakeWindowsFiles::FinalPathOf(Handle entry, std::u16string* path) {
   return Answer("GetFinalPathNameByHandleW " + Narrow(*path), kErrorSuccess);
 }
 
-bool FakeWindowsFiles::IdentityOf(Handle entry, FileIdentity* identity) {
+bool FakeWindowsFiles::IdentityOf(Handle entry, FileId* identity) {
   const auto* open = static_cast<const Open*>(entry);
   identity->volume = open->node->volume;
   identity->index = open->node->index;

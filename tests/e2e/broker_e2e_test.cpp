@@ -98,6 +98,35 @@ TEST(Broker, NoParametersLeaveATrailingBlankAndATimedOutWaitReturnsStillActive) 
   EXPECT_NE(ReportLines(box).find("\"extra2_val\":\"259\""), std::string::npos) << ReportLines(box);
 }
 
+// A path asked for through a directory link and in another letter case is
+// held, checked and started by its final path on the real backends (no link
+// or path check refuses it), while the command line and its log line keep
+// the path as asked. Wine cannot make a link (CreateSymbolicLinkW answers yes
+// and makes nothing), so there only the letter case differs; which file is
+// started when the two paths part is proven with the fake namespace.
+TEST(Broker, StartsTheHeldFileByItsFinalPathWithTheCommandLineAsAsked) {
+  Sandbox box("BrokerFinalPath");
+  const fs::path launcher = box.InstallLauncher();
+  const fs::path child = box.AddVersion("updater", "child.exe");
+#ifdef _WIN32
+  const fs::path asked = box.root() / "UPDATER" / "Child.EXE";
+#else
+  fs::create_directory_symlink(box.root() / "updater", box.root() / "link");
+  const fs::path asked = box.root() / "link" / "Child.EXE";
+#endif
+  const RunResult run = box.Run(launcher, BrokerSwitches(asked) + " --wait-time-ms=20000");
+  ASSERT_TRUE(EndedWith(run, 1)) << run.stderrText;
+  const std::vector<ProbeRecord> records = box.WaitForRecords(1);
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].exe, WinForm(child));
+#ifdef _WIN32
+  EXPECT_EQ(records[0].cmdline, Quoted(asked) + " ");
+#endif
+  const LogView log(box.LogPath());
+  EXPECT_TRUE(HasLinesInOrder(log, {{"INFO", "run exe cmdline=" + Quoted(asked) + " "}}, kDefaultSpanMode))
+      << log.Dump();
+}
+
 TEST(Broker, FailuresAReachableProcessMeets) {
   const struct {
     const char* what;
@@ -109,6 +138,9 @@ TEST(Broker, FailuresAReachableProcessMeets) {
       // An unsigned launcher accepts an unsigned (here: missing) file; the
       // start then fails as CreateProcessW fails for a missing file.
       {"missing child", "--run-type=run_update --run-exe=@missing.exe", -15, {"ERRO", "CreateProcess failed, error=2"}},
+      // Only an absolute path is held and started: no search of any kind.
+      {"relative child", "--run-type=run_update --run-exe=updater\\child.exe", -15,
+       {"ERRO", "CreateProcess failed, error=161"}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
