@@ -7,6 +7,7 @@
 #include "gtest/gtest.h"
 #include "platform/fake_code_trust.h"
 #include "platform/fake_services.h"
+#include "toolkit/toolkit_test_support.h"
 
 namespace {
 
@@ -18,12 +19,8 @@ constexpr int32_t kNoSignature = static_cast<int32_t>(platform::kTrustNoSignatur
 constexpr int32_t kBadDigest = static_cast<int32_t>(platform::kTrustBadDigest);
 constexpr int32_t kUntrustedRoot = static_cast<int32_t>(0x800B0109u);
 
-class CodeSignatureTest : public orvane_test::LogFileTest {
+class CodeSignatureTest : public orvane_test::OpenLogTest {
  protected:
-  void SetUp() override {
-    LogFileTest::SetUp();
-    OpenLog();
-  }
   // The log lines after the banner, without their prefixes.
   std::vector<std::string> Messages() {
     std::vector<std::string> messages;

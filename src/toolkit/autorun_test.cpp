@@ -7,6 +7,7 @@
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
 #include "platform/argv_rules.h"
+#include "toolkit/toolkit_test_support.h"
 
 namespace {
 
@@ -55,13 +56,9 @@ TEST(AutorunCommandTest, StartsTheLauncherWithTheDelay) {
   }
 }
 
-class AutorunTest : public orvane_test::LogFileTest {
+class AutorunTest : public orvane_test::OpenLogTest {
  protected:
-  void SetUp() override {
-    LogFileTest::SetUp();
-    OpenLog();
-    config.autolaunch_key = u"Orvane";
-  }
+  AutorunTest() { config.autolaunch_key = u"Orvane"; }
   CProductConfig config;
   const std::u16string launcher = u"C:\\Program Files\\Orvane\\Orvane.exe";
 };

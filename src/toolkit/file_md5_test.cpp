@@ -83,12 +83,8 @@ std::u16string Md5sum(const fs::path& path) {
   return orvane_test::Wide(out.substr(0, out.find(' ')));
 }
 
-class FileMd5Test : public orvane_test::LogFileTest {
+class FileMd5Test : public orvane_test::OpenLogTest {
  protected:
-  void SetUp() override {
-    LogFileTest::SetUp();
-    OpenLog();
-  }
   platform::FakeHashing hashing;
 };
 

@@ -13,11 +13,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class IconCacheTest : public orvane_test::LogFileTest {
+class IconCacheTest : public orvane_test::OpenLogTest {
  protected:
   void SetUp() override {
-    LogFileTest::SetUp();
-    OpenLog();
+    OpenLogTest::SetUp();
     fake.SetEnvValue(u"LOCALAPPDATA", temp.core() + u"\\local");
   }
   fs::path Local() const { return temp.path() / "local"; }

@@ -22,13 +22,7 @@ Profiles Pairs(const std::vector<CProfileInfo>& profiles) {
 
 std::string Cache(const std::string& members) { return R"({"profile":{"info_cache":{)" + members + "}}}"; }
 
-class LocalStateTest : public orvane_test::LogFileTest {
- protected:
-  void SetUp() override {
-    LogFileTest::SetUp();
-    OpenLog();
-  }
-};
+using LocalStateTest = orvane_test::OpenLogTest;
 
 TEST_F(LocalStateTest, DocumentRows) {
   const std::string longName(256, 'p');

@@ -4,18 +4,13 @@
 
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
+#include "toolkit/toolkit_test_support.h"
 
 namespace {
 
 using orvane_test::LinePrefix;
 
-class ProcessListTest : public orvane_test::LogFileTest {
- protected:
-  void SetUp() override {
-    LogFileTest::SetUp();
-    OpenLog();
-  }
-};
+using ProcessListTest = orvane_test::OpenLogTest;
 
 TEST_F(ProcessListTest, OneLinePerProcess) {
   fake.processList = {{0, 0, u"[System Process]"}, {4, 0, u"System"}, {4312, 812, u"Orvane.exe"},

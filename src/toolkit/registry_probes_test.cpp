@@ -8,18 +8,15 @@
 #include "cJSON.h"
 #include "gtest/gtest.h"
 #include "platform/fake_toolkit_services.h"
+#include "toolkit/toolkit_test_support.h"
 
 namespace {
 
 using platform::kKeyWow64View32;
 using platform::kKeyWow64View64;
 
-class RegistryProbesTest : public orvane_test::LogFileTest {
+class RegistryProbesTest : public orvane_test::OpenLogTest {
  protected:
-  void SetUp() override {
-    LogFileTest::SetUp();
-    OpenLog();
-  }
   platform::FakeRegistryViews views;
 };
 

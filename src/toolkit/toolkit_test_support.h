@@ -20,6 +20,15 @@ inline void WriteBytes(const std::filesystem::path& path, const std::string& byt
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
+// A test of code that logs, with the log open from the start.
+class OpenLogTest : public LogFileTest {
+ protected:
+  void SetUp() override {
+    LogFileTest::SetUp();
+    OpenLog();
+  }
+};
+
 // Installs itself as the event reporter's delegate and keeps every report.
 class RecordingDelegate : public EventReporterDelegate {
  public:

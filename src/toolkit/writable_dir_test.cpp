@@ -19,11 +19,10 @@ std::vector<std::string> Entries(const fs::path& dir) {
   return names;
 }
 
-class WritableDirTest : public orvane_test::LogFileTest {
+class WritableDirTest : public orvane_test::OpenLogTest {
  protected:
   void SetUp() override {
-    LogFileTest::SetUp();
-    OpenLog();
+    OpenLogTest::SetUp();
     fs::create_directories(temp.path() / "dir");
     orvane_test::WriteBytes(temp.path() / "file", "x");
   }

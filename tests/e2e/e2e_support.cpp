@@ -13,6 +13,7 @@
 #include "cJSON.h"
 #include "platform/argv_rules.h"
 #include "platform/unicode.h"
+#include "toolkit/task_housekeeping.h"
 
 #ifdef ORVANE_HAVE_LOG_DECRYPT
 #include "log_decrypt_lib.h"
@@ -85,6 +86,18 @@ fs::path ReleaseSetDir() { return ProgramFromEnv("ORVANE_RELEASE_SET_DIR"); }
 // A variant carries the launcher's own extension (".exe" on Windows).
 fs::path VariantProgram(const std::string& name) {
   return ProgramFromEnv("ORVANE_VARIANTS_DIR") / (name + LauncherProgram().extension().u8string());
+}
+
+CProductConfig ShippedNames() {
+  CProductConfig config;
+  config.install_dir_name = u"Orvane";
+  config.exe_file_name = u"Orvane.exe";
+  return config;
+}
+
+void ClearLeftoverTask() {
+  DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u"");
+  RemoveTaskLauncherCopy(ShippedNames());
 }
 
 std::string WinForm(const fs::path& path) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "base/product_config.h"
 #include "gtest/gtest.h"
 #include "platform/platform.h"
 
@@ -29,6 +30,12 @@ fs::path SignedDir();
 // The launchers of the release road and their children
 // (ORVANE_RELEASE_SET_DIR, tests/release/make_release_set.sh; Windows build only).
 fs::path ReleaseSetDir();
+
+// The names of the task's launcher copy as the shipped configuration holds them.
+CProductConfig ShippedNames();
+// Takes away what an earlier run that failed half-way may have left in the
+// Wine prefix: the update task and the task's copy of the launcher.
+void ClearLeftoverTask();
 
 // The path as the launcher and the probe see it: Windows form, backslashes.
 std::string WinForm(const fs::path& path);

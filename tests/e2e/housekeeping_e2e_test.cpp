@@ -143,12 +143,8 @@ TEST(UpdateRoundTrip, TheWaitingSideLearnsWhatTheBrokerDid) {
 // the copy finds another path and leaves the task; and since the task's action
 // cannot be read, the copy stays until the task is gone.
 TEST(TaskHousekeeping, MeetsWinesScheduler) {
-  CProductConfig config;
-  config.install_dir_name = u"Orvane";
-  config.exe_file_name = u"Orvane.exe";
-  // What an earlier run that failed half-way may have left in the prefix.
-  DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u"");
-  RemoveTaskLauncherCopy(config);
+  const CProductConfig config = ShippedNames();
+  ClearLeftoverTask();
   TaskLauncherLocation location;
   ASSERT_TRUE(GetTaskLauncherLocation(config, &location));
   auto& files = platform::Service<platform::ProtectedFiles>();

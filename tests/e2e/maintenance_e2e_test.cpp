@@ -1,5 +1,6 @@
 // The other two maintenance commands against the built launcher: the
-// uninstaller hand-off with a probe as uninstall.exe, and the scheduled
+// uninstaller hand-off with a probe as uninstall.exe (a missing one is
+// UninstallerTest.HandOffRows'), and the scheduled
 // task's registration (under Wine read back from Wine's task scheduler).
 #include <optional>
 #include <string>
@@ -37,18 +38,6 @@ TEST(Uninstall, HandsOverWithoutArgumentsAndEnds) {
   EXPECT_TRUE(records[0].argv.empty());  // the launcher's switches stay behind
   EXPECT_EQ(records[0].exe, WinForm(fs::canonical(uninstaller)));
   EXPECT_EQ(ReadFile(box.ReportPath()), "") << "no report for this command";
-}
-
-TEST(Uninstall, MissingUninstallerEndsWithMinusOne) {
-  Sandbox box("UninstallMissing");
-  const fs::path launcher = box.InstallLauncher();
-  const RunResult run = box.Run(launcher, "--command=run_uninstall");
-  EXPECT_TRUE(EndedWith(run, -1)) << run.stderrText;
-  const LogView log(box.LogPath());
-  EXPECT_TRUE(HasLinesInOrder(log, {{"ERRO", "Not found uninstaller '" + WinForm(box.root() / "uninstall.exe") + "'"}},
-                              kDefaultSpanMode))
-      << log.Dump();
-  EXPECT_TRUE(box.Records().empty());
 }
 
 #ifndef _WIN32
@@ -108,13 +97,6 @@ std::optional<std::string> ReadTask(const wchar_t* name) {
   return task;
 }
 
-CProductConfig ShippedNames() {
-  CProductConfig config;
-  config.install_dir_name = u"Orvane";
-  config.exe_file_name = u"Orvane.exe";
-  return config;
-}
-
 // Under Wine every file and directory is owned by the user
 // (S-1-5-21-0-0-0-1000) and no access list that is set is kept (see
 // docs/WINE.md), so neither the install root nor the copy's directory passes
@@ -123,9 +105,7 @@ CProductConfig ShippedNames() {
 TEST(TaskSchedule, UnderWineNoDirectoryPassesAndNoTaskIsLeft) {
   Sandbox box("TaskScheduleWine");
   const fs::path launcher = box.InstallLauncher();
-  // What an earlier run that failed half-way may have left in the prefix.
-  DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u"");
-  RemoveTaskLauncherCopy(ShippedNames());
+  ClearLeftoverTask();
   const std::u16string copy = GetTaskLauncherCopyPath(ShippedNames());
   ASSERT_FALSE(copy.empty());
   const std::string copyDir = platform::Utf16ToUtf8(copy.substr(0, copy.rfind(u'\\')));

@@ -23,12 +23,8 @@ namespace {
 std::string Narrow(const std::u16string& text) { return platform::Utf16ToUtf8(text); }
 
 TEST(TaskLauncherCopy, WineMakesRunsAndRemovesTheCopy) {
-  CProductConfig config;
-  config.install_dir_name = u"Orvane";
-  config.exe_file_name = u"Orvane.exe";
-  // What an earlier run that failed half-way may have left in the prefix.
-  DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u"");
-  RemoveTaskLauncherCopy(config);
+  const CProductConfig config = ShippedNames();
+  ClearLeftoverTask();
   TaskLauncherLocation location;
   ASSERT_TRUE(GetTaskLauncherLocation(config, &location));
   EXPECT_EQ(Narrow(location.path), "C:\\Program Files\\Common Files\\Orvane\\Update\\Orvane.exe");
