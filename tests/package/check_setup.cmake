@@ -149,7 +149,14 @@ string(JOIN "," versions ${versions})
 expect("versions;STREQUAL;Orvane.ini,app,${launcher_name}" "after the switch the root holds: ${versions}")
 message(STATUS "update: 2.0 runs, root holds ${versions}")
 
-# Uninstall: the root is gone.
+# Uninstall while 2.0 runs: its process is ended and the root is gone.
+set(ENV{ORVANE_PROBE_RECORD} "${WORK_DIR}/run3.json")
+set(ENV{ORVANE_PROBE_HOLD} "${WORK_DIR}/never")
+execute_process(COMMAND "${launcher}" RESULT_VARIABLE rc OUTPUT_FILE "${WORK_DIR}/start3.out"
+                ERROR_FILE "${WORK_DIR}/start3.err")
+wait_for_file("${WORK_DIR}/run3.json" "the third start")
+unset(ENV{ORVANE_PROBE_HOLD})
 run_step("uninstall" "${setup}" uninstall --root "${root}")
+expect("step_output;MATCHES;processes ended: 1" "the running application was not ended:\n${step_output}")
 expect("NOT;EXISTS;${root}" "the install root stayed")
 message(STATUS "uninstall: ${step_output}")
