@@ -14,6 +14,10 @@
 #include "setup_steps.h"
 #include "toolkit/product_config_text.h"
 
+#ifdef _WIN32
+#include <objbase.h>
+#endif
+
 namespace {
 
 int Run(const std::vector<std::u16string>& args) {
@@ -50,6 +54,9 @@ int Run(const std::vector<std::u16string>& args) {
 
 #ifdef _WIN32
 int wmain(int argc, wchar_t** argv) {
+  // The shell-link calls of the toolkit expect COM on this thread, as the
+  // launcher's entry point provides it.
+  ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
   std::vector<std::u16string> args;
   for (int i = 1; i < argc; ++i) args.emplace_back(reinterpret_cast<const char16_t*>(argv[i]));
   return Run(args);
