@@ -4,6 +4,7 @@
 # built-in blobs with the same bytes elsewhere.
 
 set(ORVANE_RESOURCE_TEMPLATE_DIR "${CMAKE_CURRENT_LIST_DIR}")
+include("${CMAKE_CURRENT_LIST_DIR}/OrvaneConfigCheck.cmake")
 
 # The log public key becomes a constant of the program.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${ORVANE_LOG_PUBLIC_KEY}")
@@ -24,6 +25,9 @@ function(orvane_add_resources target)
   if(NOT R_LOCALE)
     set(R_LOCALE "${ORVANE_LOCALE_JSON}")
   endif()
+  # No launcher is built with a version_dir_name that names anything but one
+  # directory of the install root.
+  orvane_check_config("${R_CONFIG}")
   if(ORVANE_WINDOWS)
     set(ORVANE_RC_CONFIG "${R_CONFIG}")
     set(ORVANE_RC_LOCALE "${R_LOCALE}")

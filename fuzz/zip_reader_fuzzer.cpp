@@ -1,13 +1,15 @@
 // Fuzz target of the zip reader: the input is opened as an archive, every
 // item is listed and extracted below a temporary base directory. Besides the
 // sanitizers' findings it stops on a file written outside the base
-// directory.
+// directory, and on a name below it that the reader refuses to write (a
+// device name, a ":").
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
+#include "base/text.h"
 #include "fuzz_support.h"
 #include "toolkit/zip_reader.h"
 
@@ -48,6 +50,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
   std::error_code ignored;
+  for (auto it = fs::recursive_directory_iterator(base, ignored); it != fs::recursive_directory_iterator();
+       it.increment(ignored)) {
+    if (IsRefusedZipName(Utf8ToWide(it->path().filename().string()))) {
+      std::fprintf(stderr, "written under a refused name: %s\n", it->path().c_str());
+      std::abort();
+    }
+  }
   fs::remove_all(base, ignored);
   return 0;
 }

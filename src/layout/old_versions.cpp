@@ -98,14 +98,41 @@ int32_t EnumEmptyDirs(const std::u16string& root, std::vector<std::u16string>* l
   return count;
 }
 
-bool DeleteDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
+namespace {
+
+bool IsLink(uint32_t attributes) { return (attributes & platform::kFileAttributeReparsePoint) != 0; }
+
+// Removes a junction or a symbolic link as the entry it is: a directory link
+// with RemoveDirectoryW, a file link with DeleteFileW, neither of which follows
+// it. What it leads to may lie outside the install root and is never entered.
+void RemoveLink(const std::u16string& path, uint32_t attributes, bool delayUntilReboot) {
+  platform::Platform& os = platform::Get();
+  if ((attributes & platform::kFileAttributeDirectory) != 0) {
+    if (!os.RemoveOneDirectory(path)) {
+      LogError(u"Delete directory '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+    }
+    return;
+  }
+  if (os.DeleteOneFile(path)) return;
+  LogError(u"Delete file '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+  if (delayUntilReboot && !os.MovePath(path, u"", platform::kMoveFileDelayUntilReboot)) {
+    LogError(u"Set restart delete file '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+  }
+}
+
+// The walk below a directory that is known not to be a link.
+void DeleteRealDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
   platform::Platform& os = platform::Get();
   std::vector<platform::DirEntry> entries;
   if (ListEntries(JoinPath(dir, u"\\*"), &entries)) {
     for (const platform::DirEntry& entry : entries) {
       const std::u16string path = JoinPath(dir, entry.name);
+      if (IsLink(entry.attributes)) {
+        RemoveLink(path, entry.attributes, delayUntilReboot);
+        continue;
+      }
       if (IsDirectory(entry)) {
-        DeleteDirectoryTree(path, delayUntilReboot);
+        DeleteRealDirectoryTree(path, delayUntilReboot);
         continue;
       }
       os.SetAttributes(path, os.GetAttributes(path) & ~platform::kFileAttributeReadOnly);
@@ -118,6 +145,19 @@ bool DeleteDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
   }
   if (!os.RemoveOneDirectory(dir)) {
     LogError(u"Delete directory '%s' failed, error=%d", dir, static_cast<int32_t>(os.LastError()));
+  }
+}
+
+}  // namespace
+
+bool DeleteDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
+  // The directory handed in may itself be a link (a version directory that is
+  // a junction to a copy elsewhere): then only the link goes.
+  const uint32_t attributes = platform::Get().GetAttributes(dir);
+  if (attributes != 0xFFFFFFFFu && IsLink(attributes)) {
+    RemoveLink(dir, attributes, delayUntilReboot);
+  } else {
+    DeleteRealDirectoryTree(dir, delayUntilReboot);
   }
   return true;
 }

@@ -10,6 +10,7 @@
 #include "layout/file_io.h"
 #include "layout/launcher_ini.h"
 #include "layout/paths.h"
+#include "platform/file_identity.h"
 #include "platform/platform.h"
 
 namespace {
@@ -87,6 +88,16 @@ int32_t CompareVersionDirNames(const std::u16string& a, const std::u16string& b)
   return -CompareNoCase(suffixA, suffixB);
 }
 
+bool IsPlainDirName(const std::u16string& name) {
+  if (name.find_first_not_of(u" \t\r\n\v\f") == std::u16string::npos) return false;
+  if (name.find_first_of(u"\\/:") != std::u16string::npos) return false;
+  return name.back() != u'.' && name.back() != u' ';
+}
+
+bool IsLauncherItself(const std::u16string& path) {
+  return platform::IsSameFile(path, platform::Get().ModuleFilePath());
+}
+
 bool ReadManifestLaunchName(const std::u16string& dir, std::u16string* exePath, std::u16string* errorText) {
   const std::u16string manifestPath = JoinPath(dir, kManifestName);
   std::string text;
@@ -111,7 +122,9 @@ bool ReadManifestLaunchName(const std::u16string& dir, std::u16string* exePath, 
     return false;
   }
   const std::u16string path = JoinPath(dir, launchName);
-  if (!platform::Get().PathExists(path)) {
+  // A name that leads to the launcher (`..\Orvane.exe`) names no
+  // application: starting it would only start the launcher again.
+  if (!platform::Get().PathExists(path) || IsLauncherItself(path)) {
     LogError(u"Not exists launchName file, path=%s", path);
     return false;
   }
@@ -129,10 +142,13 @@ bool ProbeVersionDir(const std::u16string& dir, const CProductConfig& config, st
   }
 
   platform::Platform& os = platform::Get();
+  // The launcher itself (the root holds it under the fixed name) is no main
+  // executable, whichever path leads to it.
+  auto isMainExe = [&os](const std::u16string& path) { return os.PathExists(path) && !IsLauncherItself(path); };
   std::u16string path = JoinPath(dir, config.exe_file_name);
-  if (!os.PathExists(path)) {
+  if (!isMainExe(path)) {
     path = JoinPath(dir, kFixedMainExeName);
-    if (!os.PathExists(path)) {
+    if (!isMainExe(path)) {
       if (!errorText.empty()) LogError(u"%s", errorText);
       return false;
     }
@@ -143,8 +159,14 @@ bool ProbeVersionDir(const std::u16string& dir, const CProductConfig& config, st
 
 bool FindMainExe(const CProductConfig& config, const std::u16string& installRoot, std::u16string* versionDirName,
                  std::u16string* mainExePath, bool* fromManifest) {
-  // 1. The directory that the ini file records.
-  const std::u16string iniName = ReadLauncherIni(installRoot);
+  // 1. The directory that the ini file records. A name that is not one plain
+  // directory name (`.`, `..`, a path) would lead elsewhere than to a version
+  // directory of the root: the file is then read as if it were absent.
+  std::u16string iniName = ReadLauncherIni(installRoot);
+  if (!iniName.empty() && !IsPlainDirName(iniName)) {
+    LogWarn(u"FindMainExe, Orvane.ini names no version directory: '%s'", iniName);
+    iniName.clear();
+  }
   if (!iniName.empty() && ProbeVersionDir(JoinPath(installRoot, iniName), config, mainExePath, fromManifest)) {
     *versionDirName = iniName;
     return true;

@@ -6,6 +6,7 @@
 
 #include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
+#include "platform/fake_file_identity.h"
 
 namespace {
 
@@ -33,6 +34,21 @@ TEST(VersionOrderTest, CompareRows) {
   }
 }
 
+// A name in Orvane.ini names a version directory only when it is one plain
+// directory name; Windows drops a trailing dot or blank, so those lead
+// elsewhere too.
+TEST(VersionOrderTest, PlainDirNameRows) {
+  const struct { std::u16string name; bool plain; } rows[] = {
+      {u"app", true},        {u"1.78.4", true},      {u"1.78.4-beta", true}, {u" app", true},
+      {u"app\n", true},     // fails the probe as it stands
+      {u"", false},          {u"   ", false},        {u"\t\r\n", false},     {u".", false},
+      {u"..", false},        {u"...", false},        {u". ", false},         {u"app.", false},
+      {u"app ", false},      {u"app\\..\\..", false}, {u"a\\b", false},      {u"a/b", false},
+      {u"c:x", false},       {u"app:stream", false},
+  };
+  for (const auto& row : rows) EXPECT_EQ(IsPlainDirName(row.name), row.plain) << Narrow(row.name);
+}
+
 class VersionDirsTest : public launcher_test::LauncherTest {
  protected:
   VersionDirsTest() {
@@ -57,7 +73,11 @@ TEST_F(VersionDirsTest, ProbeRows) {
       {"{\"launchName\":7}", {}, "", false},
       {"{\"other\":2}", {"Orvane.exe"}, "Orvane.exe", false},
       {nullptr, {}, "", false},
+      // A launchName that leads to the launcher itself names no application.
+      {"{\"launchName\":\"..\\\\Orvane.exe\"}", {"Vornapp.exe"}, "Vornapp.exe", false},
+      {"{\"launchName\":\"..\\\\Orvane.exe\"}", {}, "", false},
   };
+  MakeExe("Orvane.exe");  // the launcher
   OpenLogFile(WinPath(base_ / "log"), u"probe.log");
   for (size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE("row " + std::to_string(i));
@@ -73,16 +93,26 @@ TEST_F(VersionDirsTest, ProbeRows) {
     EXPECT_EQ(fromManifest, rows[i].fromManifest);
   }
   const std::string log = launcher_test::ReadAll(base_ / "log" / "probe.log");
+  EXPECT_NE(log.find("[ERRO][ 4312][ 9120] [] Parse manifest.json failed, text=not json\r\n"), std::string::npos)
+      << log;
   EXPECT_NE(log.find("Not find launchName in manifest.json, text={\"launchName\":7}"), std::string::npos) << log;
   EXPECT_EQ(log.find("{\"other\":2}"), std::string::npos) << log;
+  // Both manifests that name the launcher are logged as naming no file.
+  const std::string missing = "Not exists launchName file, ";
+  size_t logged = 0;
+  for (size_t at = log.find(missing); at != std::string::npos; at = log.find(missing, at + 1)) ++logged;
+  EXPECT_EQ(logged, 2u) << log;
 }
 
+// The root holds the launcher as Orvane.exe in every row.
 TEST_F(VersionDirsTest, FindMainExeRows) {
   const struct {
     std::vector<std::string> exes;  // relative to the root; directories follow
     const char* ini;                // null: no ini file
     std::string name;               // chosen directory; empty: nothing found
     std::string exe;
+    std::vector<std::string> launcher = {};  // the launcher itself, as a hard link or a junction makes it
+    const char* unidentified = nullptr;      // whose identity cannot be taken (error 5)
   } rows[] = {
       {{"app/Vornapp.exe", "2.0.0/Vornapp.exe"}, nullptr, "app", "app/Vornapp.exe"},
       {{"app/Vornapp.exe", "1.0/Orvane.exe"}, "1.0", "1.0", "1.0/Orvane.exe"},
@@ -95,13 +125,31 @@ TEST_F(VersionDirsTest, FindMainExeRows) {
       // Equal versions: the key of the first listed, the exe of the last, in
       // the upper-case order NTFS lists them ("1B" before "1_").
       {{"1_/Vornapp.exe", "1B/Vornapp.exe"}, nullptr, "1B", "1_/Vornapp.exe"},
+      // An ini that names no plain directory is read as absent, though what
+      // it leads to holds a main executable.
+      {{"Vornapp.exe", "app/Vornapp.exe"}, ".", "app", "app/Vornapp.exe"},
+      {{"../Vornapp.exe", "app/Vornapp.exe"}, "..", "app", "app/Vornapp.exe"},
+      {{"../Vornapp.exe", "app/Vornapp.exe"}, "app\\..\\..", "app", "app/Vornapp.exe"},
+      {{"a/b/Vornapp.exe", "app/Vornapp.exe"}, "a\\b", "app", "app/Vornapp.exe"},
+      {{"Vornapp.exe", "2.0/Vornapp.exe"}, ".", "2.0", "2.0/Vornapp.exe"},
+      // The launcher is never a main executable, whichever path leads to it.
+      {{"app/Orvane.exe", "1.0/Vornapp.exe"}, "app", "1.0", "1.0/Vornapp.exe", {"app/Orvane.exe"}},
+      {{"app/Vornapp.exe", "app/Orvane.exe", "1.0/x.txt"}, nullptr, "app", "app/Orvane.exe", {"app/Vornapp.exe"}},
+      {{"app/Orvane.exe"}, nullptr, "", "", {"app/Orvane.exe"}},
+      // What cannot be identified is not taken for the launcher.
+      {{"app/Vornapp.exe"}, nullptr, "app", "app/Vornapp.exe", {}, "app/Vornapp.exe"},
   };
   for (size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE("row " + std::to_string(i));
     std::filesystem::remove_all(root);
+    std::filesystem::remove(base_ / "Vornapp.exe");
     std::filesystem::create_directories(root);
+    MakeExe("Orvane.exe");
     for (const auto& exe : rows[i].exes) MakeExe(exe);
     if (rows[i].ini != nullptr) launcher_test::WriteAll(root / "Orvane.ini", rows[i].ini);
+    platform::FakeFileIdentity identity;
+    for (const auto& path : rows[i].launcher) identity.sameAs[WinPath(root / path)] = fake.modulePath;
+    if (rows[i].unidentified != nullptr) identity.failures[WinPath(root / rows[i].unidentified)] = 5;
     std::u16string name = u"before", exe = u"before";
     bool fromManifest = true;
     const bool found = FindMainExe(config, WinPath(root) + u"\\", &name, &exe, &fromManifest);

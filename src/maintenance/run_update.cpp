@@ -1,9 +1,11 @@
 // The update command: a small signed broker. An unprivileged program asks,
 // through the scheduled task, for an executable to be run with the task's
 // rights; the signer comparison is what stands between the request and the
-// run, so the file that was checked is held open, against writes, renames
-// and deletion of it or of any directory above it, until the process start
-// has returned.
+// run. So the file is held open before anything looks at it, its final path
+// (every link and junction resolved) is taken from the held handle, every
+// directory of that path is held against rename and deletion, and the
+// signer check and the process start both name that final path: the file
+// checked is the file started.
 #include "maintenance/run_update.h"
 
 #include <cstdint>
@@ -140,27 +142,17 @@ int32_t CLauncherApp::RunUpdate() {
   const std::u16string runExe = m_commandLine.GetSwitchValue(u"run-exe");
 
   // From here until the process start has returned, the file and every
-  // directory above it stay open so that nobody can swap what the signer
-  // check looks at. A file that cannot be held is started only if the check
-  // vouched for nothing (no signer name: an unsigned launcher starting an
-  // unsigned or missing file), where there is no trust to take over.
-  platform::FileHold& fileHold = platform::Service<platform::FileHold>();
-  const platform::Handle hold = fileHold.HoldFileAndParents(runExe);
-  const uint32_t holdError = hold == nullptr ? os.LastError() : platform::kErrorSuccess;
-  struct Release {
-    platform::FileHold& service;
-    platform::Handle hold;
-    ~Release() {
-      if (hold != nullptr) service.ReleaseHold(hold);
-    }
-  } release{fileHold, hold};
+  // directory of its final path stay held. A file that cannot be held is
+  // never started; the checks still run first, so their results come first.
+  platform::HeldFile held;
+  const bool isHeld = held.Hold(runExe);
 
   // 4-6. Both signers are always read; a bad digest rejects by itself, any
   // other status leaves the decision to the names.
   std::u16string launcherSigner;
   std::u16string exeSigner;
   const int32_t launcherStatus = GetFileSignerName(GetModuleFilePath(), launcherSigner);
-  const int32_t exeStatus = GetFileSignerName(runExe, exeSigner);
+  const int32_t exeStatus = GetFileSignerName(isHeld ? held.finalPath() : runExe, exeSigner);
   if (launcherStatus == kBadDigest || exeStatus == kBadDigest) {
     LogError(u"signatures error");
     return kExitSignatureError;
@@ -177,20 +169,20 @@ int32_t CLauncherApp::RunUpdate() {
   LogInfo(u"run exe cmdline=%s", childCommandLine);
   const std::u16string currentDirectory = os.CurrentDirectory();
 
-  // 10. The start.
+  // 10. The start, of the held file by its final path: no search, no
+  // appended extension. The command line stays the child's.
   platform::ProcessInfo child;
   bool started = false;
-  if (hold != nullptr || exeSigner.empty()) {
-    started = os.StartProcess(childCommandLine, currentDirectory, &child);
+  if (isHeld) {
+    started = os.StartProcess(held.finalPath(), childCommandLine, currentDirectory, &child);
   } else {
-    os.SetLastErrorCode(holdError);
+    os.SetLastErrorCode(held.error());
   }
   if (!started) {
     LogError(u"CreateProcess failed, error=%d", os.LastError());
     return kExitStartChildFailed;
   }
-  if (release.hold != nullptr) fileHold.ReleaseHold(release.hold);
-  release.hold = nullptr;
+  held.Release();
 
   // 11. The optional wait. A value that is no number ends the process as an
   // unhandled failure does; the child keeps running.

@@ -1,5 +1,6 @@
 #include "maintenance/run_update.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "gtest/gtest.h"
 #include "platform/fake_code_trust.h"
 #include "platform/fake_services.h"
+#include "platform/fake_windows_files.h"
 
 namespace {
 
@@ -27,13 +29,13 @@ FakeCodeTrust::Signature Signed(const std::u16string& signer, int32_t status = 0
 
 class RunUpdateTest : public launcher_test::LauncherTest {
  protected:
-  RunUpdateTest() { hold.setLastError = [this](uint32_t error) { fake.SetLastErrorCode(error); }; }
+  RunUpdateTest() { files.AddFile(kChild, u"signed"); }
   // Runs the launcher with --command=run_update and `switches`.
   int32_t RunCommand(const std::u16string& switches) {
     ResetApp();
     trust.calls.clear();
     events.events.clear();
-    hold.holds.clear();
+    files.calls.clear();
     fake.ClearCalls();
     return app.Run((u"--command=run_update " + switches).c_str());
   }
@@ -42,7 +44,7 @@ class RunUpdateTest : public launcher_test::LauncherTest {
   FakeCodeTrust trust;
   platform::FakeAdminCheck admin;
   platform::FakeNamedEvents events;
-  platform::FakeFileHold hold;
+  platform::FakeWindowsFiles files;
 };
 
 TEST_F(RunUpdateTest, ResultTable) {
@@ -69,9 +71,16 @@ TEST_F(RunUpdateTest, ResultTable) {
        "WinVerifyTrust invalid name:Corvel Data Co., Ltd.", true, true},
       {"run_install takes the same road", u"--run-type=run_install --run-exe=\"" + std::u16string(kChild) + u"\"",
        Signed(kCorvel), Signed(kCorvel), kPlain, 1, "", true, true},
-      {"signed file cannot be held", good, Signed(kCorvel), Signed(kCorvel), kHoldBusy, -15,
+      // A file that cannot be held is never started, signed or not.
+      {"signed file being written", good, Signed(kCorvel), Signed(kCorvel), kHoldBusy, -15,
        "CreateProcess failed, error=32", false, false},
-      {"unheld file that nothing vouched for", good, {}, {}, kHoldBusy, 1, "AdminEnv:1", true, true},
+      {"unsigned file being written", good, {}, {}, kHoldBusy, -15, "CreateProcess failed, error=32", false, false},
+      {"relative path", u"--run-type=run_update --run-exe=updater\\child.exe", {}, {}, kPlain, -15,
+       "CreateProcess failed, error=161", false, false},
+      {"missing file, signed launcher", u"--run-type=run_update --run-exe=C:\\none.exe", Signed(kCorvel), {}, kPlain,
+       -14, "signatures is not match. cur is:Corvel Data Co., Ltd., exe is:\r\n", false, false},
+      {"missing file, unsigned launcher", u"--run-type=run_update --run-exe=C:\\none.exe", {}, {}, kPlain, -15,
+       "CreateProcess failed, error=2", false, false},
       {"waited, exit code 7", good + u" --wait-time-ms=5000", {}, {}, kChildExit7, 7, "ExitCode:0", true, false},
       {"waited, exit code 1", good + u" --wait-time-ms=5000", {}, {}, kPlain, 1, "run exe wait=5000", true, true},
       {"timed out", good + u" --wait-time-ms=0", {}, {}, kStillActive, 259, "run exe wait=0", true, false},
@@ -86,7 +95,7 @@ TEST_F(RunUpdateTest, ResultTable) {
     admin.member = row.setup != kNotMember;
     admin.sidFails = row.setup == kNoSid;
     admin.checkFails = row.setup == kCheckFails;
-    hold.failWith = row.setup == kHoldBusy ? uint32_t{platform::kErrorSharingViolation} : 0u;
+    const platform::Handle writer = row.setup == kHoldBusy ? files.OpenWriter(kChild) : nullptr;
     fake.fakeExitCode = row.setup == kChildExit7 ? 7 : row.setup == kStillActive ? 259 : 0;
     if (row.setup == kNoExitCode) fake.FailCall("ExitCodeOf", platform::kErrorInvalidHandle);
 
@@ -109,7 +118,8 @@ TEST_F(RunUpdateTest, ResultTable) {
     // No signature is examined without rights; with them both always are.
     EXPECT_EQ(trust.CallCount("VerifyFileKeepState"), row.result == -6 || row.result == -12 ? 0u : 2u);
     EXPECT_EQ(admin.liveSids, 0);
-    EXPECT_EQ(hold.live, 0);
+    if (writer != nullptr) files.CloseEntry(writer);
+    EXPECT_EQ(files.OpenHandles(), 0u);
   }
 }
 
@@ -125,23 +135,104 @@ TEST_F(RunUpdateTest, ChildCommandLineIsCutAt10240) {
 }
 
 TEST_F(RunUpdateTest, AnEndlessWaitIsHandedOnAsUnsigned) {
-  ASSERT_EQ(RunCommand(u"--run-type=run_update --run-exe=C:\\c.exe --wait-time-ms=-1"), 1);
+  ASSERT_EQ(RunCommand(u"--run-type=run_update --run-exe=\"" + std::u16string(kChild) + u"\" --wait-time-ms=-1"), 1);
   ASSERT_FALSE(fake.waitTimeouts.empty());
   EXPECT_EQ(fake.waitTimeouts.back(), 0xFFFFFFFFu);
 }
 
-// The file the signer check reads is held, with its directories, from
-// before the first check until the start has returned.
+// The file is held from before the first check until the start has
+// returned, and the check and the start name its final path while the
+// command line keeps the path as it was asked for (its log line is proven
+// end to end, where the log's paths can be read).
 TEST_F(RunUpdateTest, TheCheckedFileIsHeldUntilTheStartHasReturned) {
-  std::vector<int> liveAtVerify;
-  trust.onVerify = [&](const std::u16string&) { liveAtVerify.push_back(hold.live); };
-  size_t startsAtRelease = 0;
-  hold.onRelease = [&] { startsAtRelease = fake.CallCount("StartProcess"); };
+  std::vector<size_t> openAtVerify;
+  trust.onVerify = [&](const std::u16string&) { openAtVerify.push_back(files.OpenHandles()); };
+  std::vector<size_t> startsAtClose;
+  files.afterCall = [&](const std::string& call) {
+    if (call == "CloseHandle") startsAtClose.push_back(fake.CallCount("StartProcess"));
+  };
   ASSERT_EQ(RunCommand(u"--run-type=run_update --run-exe=\"" + std::u16string(kChild) + u"\""), 1);
-  EXPECT_EQ(hold.holds, std::vector<std::u16string>{kChild});
-  EXPECT_EQ(liveAtVerify, (std::vector<int>{1, 1}));
-  EXPECT_EQ(startsAtRelease, 1u);
-  EXPECT_EQ(hold.live, 0);
+  EXPECT_EQ(openAtVerify, (std::vector<size_t>{4, 4}));  // the file and three directories
+  // The second open of the final path is closed during the hold; the four
+  // held handles only after the start.
+  EXPECT_EQ(startsAtClose, (std::vector<size_t>{0, 1, 1, 1, 1}));
+  ASSERT_EQ(fake.startedProcesses.size(), 1u);
+  EXPECT_EQ(Narrow(fake.startedProcesses[0].applicationName), Narrow(kChild));
+  EXPECT_EQ(Narrow(fake.startedProcesses[0].commandLine), "\"" + Narrow(kChild) + "\" ");
+}
+
+// A caller who owns part of the path races the broker. The file started is
+// always the file whose signer was checked: a swap either changes nothing
+// that is started or is refused.
+TEST_F(RunUpdateTest, TheFileStartedIsTheFileChecked) {
+  enum When { kBeforeTheCheck, kAfterTheCheck };
+  using Act = std::function<void(platform::FakeWindowsFiles&)>;
+  const std::u16string link = u"C:\\Users\\eve\\link";
+  const std::u16string updater = u"C:\\Program Files\\Orvane\\updater";
+  const std::u16string evil = u"C:\\Users\\eve\\evil";
+  auto repoint = [&](const std::u16string& target) {
+    return [=](platform::FakeWindowsFiles& f) {
+      EXPECT_EQ(f.Remove(link), 0u);
+      f.AddJunction(link, target);
+    };
+  };
+  const struct Row {
+    const char* what; std::u16string runExe; std::u16string linkTarget; When when; Act act; int32_t result;
+    const char* checked;  // the tag of the file the child's check saw
+  } rows[] = {
+      {"junction to a foreign copy, re-pointed to the signed copy before the check", link + u"\\child.exe", evil,
+       kBeforeTheCheck, repoint(updater), -14, "foreign"},
+      {"junction to the signed copy, re-pointed to a foreign copy before the check", link + u"\\child.exe",
+       updater, kBeforeTheCheck, repoint(evil), 1, "signed"},
+      {"junction re-pointed to a foreign copy after the check", link + u"\\child.exe", updater, kAfterTheCheck,
+       repoint(evil), 1, "signed"},
+      {"directory renamed and rebuilt after the check", link + u"\\child.exe", updater, kAfterTheCheck,
+       [&](platform::FakeWindowsFiles& f) {
+         EXPECT_EQ(f.Rename(updater, updater + u".old"), 32u);
+         EXPECT_EQ(f.Rename(evil, updater), 183u);
+       },
+       1, "signed"},
+      // Without an application name Windows would start "x\child.exe".
+      {"x\\child checked, x\\child.exe beside it", u"C:\\apps\\x\\child", updater, kAfterTheCheck,
+       [](platform::FakeWindowsFiles& f) { f.AddFile(u"C:\\apps\\x\\child.exe", u"foreign"); }, 1, "signed"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    platform::FakeWindowsFiles tree;
+    tree.AddFile(updater + u"\\child.exe", u"signed");
+    tree.AddFile(evil + u"\\child.exe", u"foreign");
+    tree.AddFile(u"C:\\apps\\x\\child", u"signed");
+    tree.AddJunction(link, row.linkTarget);
+    std::u16string checked;
+    trust.files.clear();
+    trust.files[fake.modulePath] = Signed(kCorvel);
+    trust.onVerify = [&](const std::u16string& path) {
+      if (path == fake.modulePath) {
+        if (row.when == kBeforeTheCheck) row.act(tree);
+        return;
+      }
+      // The signer is the file's: what the path leads to right now.
+      checked = tree.TagAt(path);
+      trust.files[path] = checked == u"signed" ? Signed(kCorvel) : Signed(u"Foreign Ltd");
+      if (row.when == kAfterTheCheck) row.act(tree);
+    };
+    EXPECT_EQ(RunCommand(u"--run-type=run_update --run-exe=\"" + row.runExe + u"\""), row.result);
+    EXPECT_EQ(Narrow(checked), row.checked);
+    EXPECT_EQ(fake.startedProcesses.size(), row.result == 1 ? 1u : 0u);
+    if (fake.startedProcesses.size() == 1) {
+      const auto& start = fake.startedProcesses[0];
+      EXPECT_EQ(Narrow(tree.TagStartedBy(start.applicationName, start.commandLine)), row.checked);
+      EXPECT_EQ(Narrow(start.commandLine), "\"" + Narrow(row.runExe) + "\" ");
+    }
+    EXPECT_EQ(tree.OpenHandles(), 0u);
+  }
+  // What the application name prevents: the same command line alone starts
+  // the file beside it.
+  ASSERT_EQ(fake.startedProcesses.size(), 1u);
+  platform::FakeWindowsFiles tree;
+  tree.AddFile(u"C:\\apps\\x\\child", u"signed");
+  tree.AddFile(u"C:\\apps\\x\\child.exe", u"foreign");
+  EXPECT_EQ(Narrow(tree.TagStartedBy(u"", fake.startedProcesses[0].commandLine)), "foreign");
 }
 
 TEST(RunParamsTest, DecodingRules) {

@@ -39,7 +39,7 @@ TEST_F(RunUpdateHoldTest, SwapsFailWhileHeldAndTheRunStillWorks) {
   std::vector<Attempt> attempts;
   auto attempt = [&](const char* what, BOOL ok) { attempts.push_back({what, ok != FALSE, ok ? 0 : ::GetLastError()}); };
   trust.onVerify = [&](const std::u16string& path) {
-    if (path != childPath) return;
+    if (path == fake.modulePath) return;  // the child's check names its final path
     const std::wstring c = child.wstring();
     attempt("rename the file", ::MoveFileExW(c.c_str(), (c + L".old").c_str(), 0));
     attempt("replace the file", ::CopyFileW((std::wstring(system) + L"\\cmd.exe").c_str(), c.c_str(), FALSE));

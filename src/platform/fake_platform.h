@@ -76,6 +76,7 @@ class FakePlatform : public Platform {
   struct StartRecord {
     std::u16string commandLine;
     std::u16string currentDirectory;
+    std::u16string applicationName;  // empty: none was passed
   };
   std::vector<StartRecord> startedProcesses;
   bool spawnForReal = false;

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "platform/admin_check.h"
-#include "platform/file_hold.h"
 #include "platform/named_events.h"
 #include "platform/shell_execute.h"
 #include "platform/system_libraries.h"
@@ -87,22 +86,6 @@ class FakeSystemLibraries final : public SystemLibraries {
  private:
   int module_ = 0;
   ScopedService<SystemLibraries> scope_{this};
-};
-
-class FakeFileHold final : public FileHold {
- public:
-  std::vector<std::u16string> holds;  // every path asked for
-  uint32_t failWith = 0;              // nonzero: the hold fails with this error
-  int live = 0;                       // holds not released
-  std::function<void(uint32_t)> setLastError;
-  std::function<void()> onRelease;  // called as a hold is released
-
-  Handle HoldFileAndParents(const std::u16string& path) override;
-  void ReleaseHold(Handle hold) override;
-
- private:
-  int token_ = 0;
-  ScopedService<FileHold> scope_{this};
 };
 
 }  // namespace platform

@@ -1,3 +1,4 @@
+// The calls of a file hold, through Win32.
 #include <windows.h>
 
 #include <vector>
@@ -10,42 +11,39 @@ namespace {
 
 class WinFileHold final : public FileHold {
  public:
-  Handle HoldFileAndParents(const std::u16string& path) override {
-    std::vector<std::u16string> directories;
-    for (std::u16string dir = ParentDirectoryOf(path); !dir.empty(); dir = ParentDirectoryOf(dir)) {
-      directories.push_back(dir);
-    }
-    auto* held = new std::vector<HANDLE>();
-    auto fail = [held]() -> Handle {
-      const DWORD error = ::GetLastError();
-      for (HANDLE h : *held) ::CloseHandle(h);
-      delete held;
-      ::SetLastError(error);
-      return nullptr;
-    };
-    for (auto dir = directories.rbegin(); dir != directories.rend(); ++dir) {
-      HANDLE h = ::CreateFileW(AsWide(*dir), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                               OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-      if (h == INVALID_HANDLE_VALUE) {
-        // A directory on the way that does not exist: the file's path is
-        // not found, as opening the file itself would report.
-        const DWORD error = ::GetLastError();
-        if (error == ERROR_FILE_NOT_FOUND) ::SetLastError(ERROR_PATH_NOT_FOUND);
-        return fail();
+  bool IsAbsolutePath(const std::u16string& path) override { return IsAbsoluteWindowsPath(path); }
+
+  Handle OpenEntry(const std::u16string& path, Entry kind) override {
+    const bool directory = kind == Entry::kDirectory;
+    HANDLE h = ::CreateFileW(AsWide(path), GENERIC_READ,
+                             directory ? FILE_SHARE_READ | FILE_SHARE_WRITE : FILE_SHARE_READ, nullptr,
+                             OPEN_EXISTING, directory ? FILE_FLAG_BACKUP_SEMANTICS : 0, nullptr);
+    return h == INVALID_HANDLE_VALUE ? nullptr : h;
+  }
+
+  bool FinalPathOf(Handle entry, std::u16string* path) override {
+    std::vector<wchar_t> buffer(MAX_PATH + 1);
+    for (;;) {
+      const DWORD size = static_cast<DWORD>(buffer.size());
+      const DWORD length = ::GetFinalPathNameByHandleW(entry, buffer.data(), size, FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+      if (length == 0) return false;
+      if (length < size) {
+        *path = FromWide(buffer.data(), length);
+        return true;
       }
-      held->push_back(h);
+      buffer.resize(length + 1);  // the length asked for, terminator included
     }
-    HANDLE file = ::CreateFileW(AsWide(path), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return fail();
-    held->push_back(file);
-    return held;
   }
-  void ReleaseHold(Handle hold) override {
-    auto* held = static_cast<std::vector<HANDLE>*>(hold);
-    if (held == nullptr) return;
-    for (HANDLE h : *held) ::CloseHandle(h);
-    delete held;
+
+  bool IdentityOf(Handle entry, FileIdentity* identity) override {
+    BY_HANDLE_FILE_INFORMATION info = {};
+    if (::GetFileInformationByHandle(entry, &info) == FALSE) return false;
+    identity->volume = info.dwVolumeSerialNumber;
+    identity->index = (uint64_t{info.nFileIndexHigh} << 32) | info.nFileIndexLow;
+    return true;
   }
+
+  void CloseEntry(Handle entry) override { ::CloseHandle(entry); }
 };
 
 }  // namespace

@@ -191,6 +191,18 @@ bool PosixPlatform::RemoveOneDirectory(const std::u16string& path) {
   if (!posix::ResolvePath(path, &p)) return false;
   if (::rmdir(p.c_str()) != 0) {
     const int err = errno;
+    // RemoveDirectoryW removes a junction or directory link itself, never
+    // what it leads to; rmdir refuses a link, so the link is unlinked.
+    uint32_t attributes = 0;
+    if (err == ENOTDIR && posix::EntryAttributes(AT_FDCWD, p.c_str(), &attributes) &&
+        attributes == (kFileAttributeReparsePoint | kFileAttributeDirectory)) {
+      if (::unlink(p.c_str()) == 0) {
+        SetError(kErrorSuccess);
+        return true;
+      }
+      SetError(MapErrno(errno, p));
+      return false;
+    }
     SetError(err == EEXIST || err == ENOTEMPTY ? kErrorDirNotEmpty
              : err == ENOTDIR                  ? posix::kErrorDirectory
                                                : MapErrno(err, p));
@@ -221,11 +233,9 @@ bool PosixPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEn
     DirEntry item;
     item.name = Utf8ToUtf16(name);
     if (!MatchPattern(namePattern, item.name)) continue;
-    struct stat st;
-    if (::fstatat(::dirfd(dir), entry->d_name, &st, 0) == 0 ||
-        ::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) == 0) {
-      item.attributes = posix::AttributesOf(st);
-    } else {
+    // The entry itself: a link is listed as the link it is, never as what it
+    // leads to, so a walk that deletes never goes through it.
+    if (!posix::EntryAttributes(::dirfd(dir), entry->d_name, &item.attributes)) {
       item.attributes = kFileAttributeNormal;
     }
     found.push_back(std::move(item));
@@ -250,22 +260,29 @@ bool PosixPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEn
 uint32_t PosixPlatform::GetAttributes(const std::u16string& path) {
   std::string p;
   if (!posix::ResolvePath(path, &p)) return 0xFFFFFFFFu;
-  struct stat st;
-  if (::stat(p.c_str(), &st) != 0) {
+  // GetFileAttributesW answers for a link itself, not for what it leads to.
+  uint32_t attributes = 0;
+  if (!posix::EntryAttributes(AT_FDCWD, p.c_str(), &attributes)) {
     SetError(MapErrno(errno, p));
     return 0xFFFFFFFFu;
   }
   SetError(kErrorSuccess);
-  return posix::AttributesOf(st);
+  return attributes;
 }
 
 bool PosixPlatform::SetAttributes(const std::u16string& path, uint32_t attributes) {
   std::string p;
   if (!posix::ResolvePath(path, &p)) return false;
   struct stat st;
-  if (::stat(p.c_str(), &st) != 0) {
+  if (::lstat(p.c_str(), &st) != 0) {
     SetError(MapErrno(errno, p));
     return false;
+  }
+  // A link has no permissions of its own here, and chmod would change what it
+  // leads to, which may lie anywhere: the link's attributes stay as they are.
+  if (S_ISLNK(st.st_mode)) {
+    SetError(kErrorSuccess);
+    return true;
   }
   const mode_t mode = (attributes & kFileAttributeReadOnly) != 0 ? (st.st_mode & ~(S_IWUSR | S_IWGRP | S_IWOTH))
                                                                  : (st.st_mode | S_IWUSR);

@@ -62,7 +62,8 @@ class Platform : public Files,
   bool ToLocalTime(int64_t seconds, LocalTimeParts* out) override; \
   uint64_t MonotonicNs() override; \
   void SleepMs(uint32_t ms) override; \
-  bool StartProcess(const std::u16string& commandLine, const std::u16string& currentDirectory, ProcessInfo* info) override; \
+  using Processes::StartProcess; \
+  bool StartProcess(const std::u16string& applicationName, const std::u16string& commandLine, const std::u16string& currentDirectory, ProcessInfo* info) override; \
   Handle NewMutex(const std::u16string& name, bool initialOwner) override; \
   Handle NewSemaphore(const std::u16string& name, int32_t initial, int32_t maximum) override; \
   Handle OpenSemaphoreByName(uint32_t access, const std::u16string& name) override; \

@@ -142,6 +142,15 @@ bool FakePlatform::MovePath(const std::u16string& from, const std::u16string& to
 
 bool FakePlatform::DeleteOneFile(const std::u16string& path) {
   if (Enter("DeleteOneFile", path)) return false;
+  // DeleteFileW refuses a junction or directory link (it takes
+  // RemoveDirectoryW), where unlink would remove it; keep Windows' answer so a
+  // test sees the call a Windows run would reject.
+  constexpr uint32_t kDirectoryLink = kFileAttributeReparsePoint | kFileAttributeDirectory;
+  const uint32_t attributes = real_.GetAttributes(path);
+  if (attributes != 0xFFFFFFFFu && (attributes & kDirectoryLink) == kDirectoryLink) {
+    lastError_ = kErrorAccessDenied;
+    return false;
+  }
   const bool result = real_.DeleteOneFile(path);
   lastError_ = real_.LastError();
   return result;
@@ -283,10 +292,10 @@ void FakePlatform::SleepMs(uint32_t ms) {
 
 // --- Processes and kernel objects -------------------------------------------------
 
-bool FakePlatform::StartProcess(const std::u16string& commandLine, const std::u16string& currentDirectory,
-                                ProcessInfo* info) {
+bool FakePlatform::StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
+                                const std::u16string& currentDirectory, ProcessInfo* info) {
   if (Enter("StartProcess", commandLine)) return false;
-  startedProcesses.push_back(StartRecord{commandLine, currentDirectory});
+  startedProcesses.push_back(StartRecord{commandLine, currentDirectory, applicationName});
   auto process = std::make_unique<KernelObject>();
   process->kind = KernelObject::Kind::kProcess;
   process->name = commandLine;
@@ -294,7 +303,7 @@ bool FakePlatform::StartProcess(const std::u16string& commandLine, const std::u1
   thread->kind = KernelObject::Kind::kThread;
   if (spawnForReal) {
     ProcessInfo real;
-    if (!real_.StartProcess(commandLine, currentDirectory, &real)) {
+    if (!real_.StartProcess(applicationName, commandLine, currentDirectory, &real)) {
       lastError_ = real_.LastError();
       return false;
     }

@@ -71,5 +71,12 @@ bool ParentExists(const std::string& posixPath);
 // The Windows attributes of a stat result.
 uint32_t AttributesOf(const struct stat& st);
 
+// The attributes of `name` relative to `dirfd` (AT_FDCWD for a path) as
+// Windows reports the entry itself, without following a symbolic link: a link
+// is kFileAttributeReparsePoint, with kFileAttributeDirectory added when it
+// leads to a directory, as Windows reports a junction or a directory link.
+// False with errno set when the entry cannot be looked at.
+bool EntryAttributes(int dirfd, const char* name, uint32_t* attributes);
+
 }  // namespace posix
 }  // namespace platform

@@ -3,6 +3,7 @@
 #include "platform/posix_platform.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -176,6 +177,22 @@ uint32_t AttributesOf(const struct stat& st) {
   if (S_ISDIR(st.st_mode)) attributes |= kFileAttributeDirectory;
   if ((st.st_mode & S_IWUSR) == 0) attributes |= kFileAttributeReadOnly;
   return attributes == 0 ? kFileAttributeNormal : attributes;
+}
+
+bool EntryAttributes(int dirfd, const char* name, uint32_t* attributes) {
+  struct stat st;
+  if (::fstatat(dirfd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
+  if (!S_ISLNK(st.st_mode)) {
+    *attributes = AttributesOf(st);
+    return true;
+  }
+  // A link has no permissions of its own here, so no read-only bit; whether it
+  // counts as a directory link follows from what it leads to now (a link that
+  // leads nowhere is a file link).
+  struct stat target;
+  const bool toDirectory = ::fstatat(dirfd, name, &target, 0) == 0 && S_ISDIR(target.st_mode);
+  *attributes = kFileAttributeReparsePoint | (toDirectory ? kFileAttributeDirectory : 0u);
+  return true;
 }
 
 }  // namespace posix

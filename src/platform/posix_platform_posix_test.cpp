@@ -106,6 +106,46 @@ TEST_F(PosixPlatformTest, MovePathKeepsWindowsSemantics) {
   }
 }
 
+// Links are reported and removed as the entries they are, as Windows reports a
+// junction or symbolic link and removes it without following: the listing and
+// GetAttributes show the reparse point (with the directory bit for a link to a
+// directory), RemoveOneDirectory and DeleteOneFile take the link away, and
+// SetAttributes never changes what a link leads to.
+TEST_F(PosixPlatformTest, LinksAreEntriesOfTheirOwn) {
+  MakeDir("outside");
+  WriteFile(P("outside/kept.txt"), "kept", 0444);
+  MakeDir("in");
+  const struct { const char* name; const char* target; uint32_t attributes; bool viaRemoveDirectory; } rows[] = {
+      {"to-dir", "outside", kFileAttributeReparsePoint | kFileAttributeDirectory, true},
+      {"to-file", "outside/kept.txt", kFileAttributeReparsePoint, false},
+      {"nowhere", "no-such-thing", kFileAttributeReparsePoint, false},
+  };
+  for (const auto& row : rows) ASSERT_EQ(::symlink(P(row.target).c_str(), P(std::string("in/") + row.name).c_str()), 0);
+  std::vector<DirEntry> entries;
+  ASSERT_TRUE(os_.FindEntries(WP("in\\*"), &entries));
+  for (size_t i = 0; i < std::size(rows); ++i) {
+    const auto& row = rows[i];
+    const std::u16string path = WP(std::string("in\\") + row.name);
+    uint32_t listed = 0;
+    for (const DirEntry& e : entries) listed = e.name == Utf8ToUtf16(row.name) ? e.attributes : listed;
+    EXPECT_EQ(listed, row.attributes) << "row " << i;
+    EXPECT_EQ(os_.GetAttributes(path), row.attributes) << "row " << i;
+    EXPECT_TRUE(os_.SetAttributes(path, kFileAttributeNormal)) << "row " << i;
+    // RemoveDirectoryW takes a directory link only; a file link is no directory.
+    EXPECT_EQ(os_.RemoveOneDirectory(path), row.viaRemoveDirectory) << "row " << i;
+    if (!row.viaRemoveDirectory) {
+      EXPECT_EQ(os_.LastError(), 267u) << "row " << i;  // ERROR_DIRECTORY
+      EXPECT_TRUE(os_.DeleteOneFile(path)) << "row " << i;
+    }
+    struct stat st;
+    EXPECT_NE(::lstat(P(std::string("in/") + row.name).c_str(), &st), 0) << "row " << i;
+  }
+  struct stat st;
+  ASSERT_EQ(::stat(P("outside/kept.txt").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0444u);
+  EXPECT_EQ(ReadAll(P("outside/kept.txt")), "kept");
+}
+
 // Splitting, working directory and exit code of a started process are proven
 // by every end-to-end run; here the failures and their codes.
 TEST_F(PosixPlatformTest, FailuresCarryTheWindowsErrorCodes) {

@@ -15,14 +15,22 @@ class Processes {
  public:
   virtual ~Processes() = default;
 
-  // CreateProcessW with a null application name, the writable command line,
-  // no inheritance, creation flags 0, the inherited environment and the given
-  // current directory (empty: the caller's). The executable is the first
-  // token of the command line; on POSIX the line is read back into argv by
-  // SplitPosixLaunchLine (argv_rules.h), so the application gets every
-  // argument whole. False and last error on failure.
-  virtual bool StartProcess(const std::u16string& commandLine, const std::u16string& currentDirectory,
-                            ProcessInfo* info) = 0;
+  // CreateProcessW(applicationName, commandLine, ...) with the writable
+  // command line, no inheritance, creation flags 0, the inherited environment
+  // and the given current directory (empty: the caller's). An empty
+  // application name passes null: the executable is then the first token of
+  // the command line, which Windows searches and gives ".exe" when it has no
+  // extension. A given name is started exactly as it stands, no search and
+  // no extension added, while the command line stays the child's. On POSIX
+  // the line is read back into argv by SplitPosixLaunchLine (argv_rules.h),
+  // so the application gets every argument whole. False and last error on
+  // failure.
+  virtual bool StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
+                            const std::u16string& currentDirectory, ProcessInfo* info) = 0;
+  // The same with no application name.
+  bool StartProcess(const std::u16string& commandLine, const std::u16string& currentDirectory, ProcessInfo* info) {
+    return StartProcess(std::u16string(), commandLine, currentDirectory, info);
+  }
 
   // CreateMutexW(NULL, initialOwner, name). Null and last error on failure.
   // When the mutex exists already the handle is returned and the last error

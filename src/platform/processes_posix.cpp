@@ -233,15 +233,19 @@ using posix::Lookup;
 using posix::MapErrno;
 using posix::SetError;
 
-bool PosixPlatform::StartProcess(const std::u16string& commandLine, const std::u16string& currentDirectory,
-                                 ProcessInfo* info) {
-  const std::vector<std::u16string> args = SplitPosixLaunchLine(commandLine);
-  if (args.empty()) {
+bool PosixPlatform::StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
+                                 const std::u16string& currentDirectory, ProcessInfo* info) {
+  std::vector<std::u16string> args = SplitPosixLaunchLine(commandLine);
+  if (args.empty() && applicationName.empty()) {
     SetError(kErrorFileNotFound);
     return false;
   }
+  // A given application name is the very file started, with no case lookup.
   std::string exe;
-  if (!posix::ExecutablePath(args[0], &exe)) return false;
+  if (!applicationName.empty() ? !posix::ToPosixPath(applicationName, &exe) : !posix::ExecutablePath(args[0], &exe)) {
+    return false;
+  }
+  if (args.empty()) args.push_back(applicationName);
   std::string dir;
   if (!currentDirectory.empty()) {
     if (!posix::ResolvePath(currentDirectory, &dir)) return false;

@@ -21,15 +21,15 @@ const wchar_t* ObjectName(const std::u16string& name) { return name.empty() ? nu
 
 }  // namespace
 
-bool WinPlatform::StartProcess(const std::u16string& commandLine, const std::u16string& currentDirectory,
-                               ProcessInfo* info) {
+bool WinPlatform::StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
+                               const std::u16string& currentDirectory, ProcessInfo* info) {
   // CreateProcessW may write into the command line, so it gets its own copy.
   std::vector<wchar_t> line(commandLine.begin(), commandLine.end());
   line.push_back(L'\0');
   STARTUPINFOW startup = {};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION process = {};
-  if (::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr,
+  if (::CreateProcessW(applicationName.empty() ? nullptr : AsWide(applicationName), line.data(), nullptr, nullptr, FALSE, 0, nullptr,
                        currentDirectory.empty() ? nullptr : AsWide(currentDirectory), &startup,
                        &process) == FALSE) {
     return false;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/service.h"
+#include "platform/types.h"
 
 namespace platform {
 
@@ -44,9 +45,6 @@ enum : uint8_t {
   kAccessDeniedAceType = 0x1,
   kAccessAllowedCallbackAceType = 0x9,
   kInheritOnlyAce = 0x8,
-};
-enum : uint32_t {
-  kFileAttributeReparsePoint = 0x400,
 };
 
 class ProtectedFiles {

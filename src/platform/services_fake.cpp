@@ -63,20 +63,4 @@ bool FakeSystemLibraries::NtVersionNumbers(Module module, uint32_t* outMajor, ui
   return true;
 }
 
-Handle FakeFileHold::HoldFileAndParents(const std::u16string& path) {
-  holds.push_back(path);
-  if (failWith != 0) {
-    if (setLastError) setLastError(failWith);
-    return nullptr;
-  }
-  ++live;
-  return &token_;
-}
-
-void FakeFileHold::ReleaseHold(Handle hold) {
-  if (hold != &token_) return;
-  if (onRelease) onRelease();
-  --live;
-}
-
 }  // namespace platform

@@ -1,4 +1,5 @@
 // What the Linux backends of the Windows-only services answer.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -73,19 +74,36 @@ TEST(PosixServicesTest, ShellExecuteStartsProgramsAndHasNoElevation) {
   EXPECT_EQ(os.LastError(), platform::kErrorCancelled);
 }
 
-TEST(PosixServicesTest, HoldOpensTheFileAndReportsAMissingPath) {
+// The hold natively: the final path is the resolved path of the open file,
+// and the Windows error of each refusal. A FIFO is refused without blocking.
+TEST(PosixServicesTest, HoldTakesTheResolvedPathAndRefusesWhatItCannotHold) {
   const fs::path dir = fs::temp_directory_path() / ("orvane_hold_" + std::to_string(std::random_device()()));
-  fs::create_directories(dir / "sub");
-  std::ofstream(dir / "sub" / "child.exe") << "x";
-  platform::FileHold& hold = Service<platform::FileHold>();
-  platform::Platform& os = platform::Native();
-  platform::Handle held = hold.HoldFileAndParents(Core(dir / "sub" / "child.exe"));
-  EXPECT_NE(held, nullptr);
-  hold.ReleaseHold(held);
-  EXPECT_EQ(hold.HoldFileAndParents(Core(dir / "sub" / "missing.exe")), nullptr);
-  EXPECT_EQ(os.LastError(), platform::kErrorFileNotFound);
-  EXPECT_EQ(hold.HoldFileAndParents(Core(dir / "none" / "child.exe")), nullptr);
-  EXPECT_EQ(os.LastError(), platform::kErrorPathNotFound);
+  fs::create_directories(dir / "real");
+  std::ofstream(dir / "real" / "child") << "x";
+  fs::create_directory_symlink(dir / "real", dir / "link");
+  ASSERT_EQ(::mkfifo((dir / "real" / "fifo").c_str(), 0600), 0);
+  const std::u16string child = Core(dir / "real" / "child");
+  const struct { const char* what; std::u16string path; uint32_t error; std::u16string finalPath; } rows[] = {
+      {"a file", child, 0, child},
+      {"through a directory link", Core(dir / "link" / "child"), 0, child},
+      {"other letter case", Core(dir / "REAL" / "Child"), 0, child},
+      {"relative", u"real\\child", platform::kErrorBadPathname, u""},
+      {"missing file", Core(dir / "real" / "none"), platform::kErrorFileNotFound, u""},
+      {"missing directory", Core(dir / "none" / "child"), platform::kErrorPathNotFound, u""},
+      {"a file as directory", Core(dir / "real" / "child" / "x"), platform::kErrorPathNotFound, u""},
+      {"a directory", Core(dir / "real"), platform::kErrorAccessDenied, u""},
+      {"a FIFO", Core(dir / "real" / "fifo"), platform::kErrorAccessDenied, u""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    platform::HeldFile held;
+    EXPECT_EQ(held.Hold(row.path), row.error == 0);
+    EXPECT_EQ(held.error(), row.error);
+    if (row.error != 0) {
+      EXPECT_EQ(platform::Native().LastError(), row.error);
+    }
+    EXPECT_EQ(held.finalPath(), row.finalPath);
+  }
   fs::remove_all(dir);
 }
 

@@ -40,6 +40,9 @@ enum : uint32_t {
   kFileAttributeReadOnly = 0x1,
   kFileAttributeDirectory = 0x10,
   kFileAttributeNormal = 0x80,
+  // A junction, or a symbolic link to a file or a directory: what it leads to
+  // is somewhere else, possibly outside the directory being listed.
+  kFileAttributeReparsePoint = 0x400,
 };
 
 // MoveFileExW flags.

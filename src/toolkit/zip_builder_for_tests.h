@@ -97,6 +97,7 @@ struct Archive {
   std::string prefix;   // bytes in front of the archive
   std::string comment;  // the end record's comment
   int64_t entriesTotal = -1;  // a differing "entries in total", if >= 0
+  int64_t entriesDeclared = -1;  // both entry counts, if >= 0, whatever the directory holds
 
   std::string Build() const {
     std::string local = prefix, central;
@@ -151,8 +152,9 @@ struct Archive {
     Put32(&out, 0x06054B50);
     Put16(&out, 0);
     Put16(&out, 0);
-    Put16(&out, static_cast<uint32_t>(items.size()));
-    Put16(&out, entriesTotal >= 0 ? static_cast<uint32_t>(entriesTotal) : static_cast<uint32_t>(items.size()));
+    const uint32_t entries = static_cast<uint32_t>(entriesDeclared >= 0 ? entriesDeclared : items.size());
+    Put16(&out, entries);
+    Put16(&out, entriesTotal >= 0 ? static_cast<uint32_t>(entriesTotal) : entries);
     Put32(&out, static_cast<uint32_t>(central.size()));
     Put32(&out, cdOffset);
     Put16(&out, static_cast<uint32_t>(comment.size()));

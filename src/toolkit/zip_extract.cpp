@@ -91,9 +91,22 @@ bool ExtractZipContents(ZipHandle zip, const std::u16string& targetDir, const Ex
   const int32_t count = entry.index;
   const double step = static_cast<double>(progressTo - progressFrom) / count;
   for (int32_t i = 0; i < count; ++i) {
-    GetZipItem(zip, i, &entry);
+    // An item that cannot be reached or described fails the run, named by
+    // its index where the archive gives no name: going on would report
+    // success with files missing.
+    if (GetZipItem(zip, i, &entry) != ZR_OK) {
+      const std::u16string name(entry.name);
+      ReportUnzipFailure();
+      callback(kInstallErrorUnzipPackageFailed,
+               name.empty() ? FormatWideString(u"GetZipItem %d failed, error=%d", i, LastError())
+                            : FormatWideString(u"UnzipItem '%s' failed, error=%d", name, LastError()));
+      return false;
+    }
     const std::u16string name(entry.name);
-    if (UnzipItem(zip, i, name) != ZR_OK && entry.unc_size > 0) {
+    // An empty item comes out of the reader as a failure once the file is
+    // made, so that failure is none; a name that is refused is never made,
+    // whatever its size.
+    if (UnzipItem(zip, i, name) != ZR_OK && (entry.unc_size > 0 || IsRefusedZipName(name))) {
       ReportUnzipFailure();
       callback(kInstallErrorUnzipPackageFailed,
                FormatWideString(u"UnzipItem '%s' failed, error=%d", name, LastError()));

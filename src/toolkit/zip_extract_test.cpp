@@ -1,5 +1,6 @@
 #include "toolkit/zip_extract.h"
 
+#include <functional>
 #include <random>
 
 #include "gtest/gtest.h"
@@ -99,15 +100,36 @@ TEST_F(ZipExtractTest, FailuresAreCalledBack) {
   EXPECT_EQ(reports.reports[0], (EventReport{{"error", "UnzipPackageFailed"}, {"last_error_code", "0"}}));
 }
 
+// The third of four items cannot be reached or must not be written. The two
+// before it are empty, so a failure taken for the empty file's would pass
+// unseen: each row must fail the run there, naming that item, or its index
+// where the archive gives no name.
 TEST_F(ZipExtractTest, AnItemThatCannotBeWrittenStopsTheRun) {
-  Archive archive = Numbered(3);
-  archive.items[1].name = "../escape.txt";
-  EXPECT_FALSE(ExtractZipFile(Write(archive), Out(), Recorder(), 0, 30));
-  EXPECT_EQ(Take(true), (std::vector<Call>{{0, u""}, {-9996, u"UnzipItem '../escape.txt' failed, error="}}));
+  struct Row { const char* what; std::function<void(Item*)> damage; std::u16string message; } rows[] = {
+      {"escaping name", [](Item* it) { it->name = "../escape.txt"; }, u"UnzipItem '../escape.txt' failed, error="},
+      {"empty escaping name", [](Item* it) { it->name = "../escape.txt"; it->data.clear(); },
+       u"UnzipItem '../escape.txt' failed, error="},
+      {"empty device", [](Item* it) { it->name = "sub/nul.txt"; it->data.clear(); },
+       u"UnzipItem 'sub/nul.txt' failed, error="},
+      {"stream", [](Item* it) { it->name = "f1.txt:hidden"; }, u"UnzipItem 'f1.txt:hidden' failed, error="},
+      {"broken central header", [](Item* it) { it->breakCentralSignature = true; }, u"GetZipItem 2 failed, error="},
+      {"local header differs", [](Item* it) { it->localMethod = 0; }, u"UnzipItem 'f2.txt' failed, error="},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    Archive archive = Numbered(4);
+    archive.items[0].data.clear();
+    archive.items[1].data.clear();
+    row.damage(&archive.items[2]);
+    std::filesystem::remove_all(temp.path() / "out");
+    reports.reports.clear();
+    EXPECT_FALSE(ExtractZipFile(Write(archive), Out(), Recorder(), 0, 40));
+    EXPECT_EQ(Take(true), (std::vector<Call>{{0, u""}, {10, u""}, {-9996, row.message}}));
+    EXPECT_EQ(reports.reports.size(), 1u);
+    EXPECT_TRUE(std::filesystem::exists(temp.path() / "out" / "f1.txt"));
+    EXPECT_FALSE(std::filesystem::exists(temp.path() / "out" / "f3.txt"));
+  }
   EXPECT_FALSE(std::filesystem::exists(temp.path() / "escape.txt"));
-  EXPECT_TRUE(std::filesystem::exists(temp.path() / "out" / "f0.txt"));
-  EXPECT_FALSE(std::filesystem::exists(temp.path() / "out" / "f2.txt"));
-  EXPECT_EQ(reports.reports.size(), 1u);
 }
 
 TEST_F(ZipExtractTest, FromAHandleThatStaysOpen) {

@@ -48,18 +48,48 @@ bool IsAbsolute(const std::u16string& path) {
   return (!path.empty() && IsSeparator(path[0])) || (path.size() >= 2 && path[1] == u':');
 }
 
-// True when a relative path names "..", which would climb out of the
-// directory it is joined to.
-bool ClimbsOut(const std::u16string& path) {
+char16_t FoldAscii(char16_t c) { return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c; }
+
+bool IsSuperscriptDigit(char16_t c) {
+  return c == 0x00B9 || c == 0x00B2 || c == 0x00B3 || c == 0x2070 || (c >= 0x2074 && c <= 0x2079);
+}
+
+// True when one component of a name opens a Windows device instead of a
+// file: trailing blanks and dots are dropped, and the part before the first
+// dot (its own trailing blanks dropped as well, as "nul .txt" is still the
+// device) is CON, PRN, AUX, NUL, COM0-COM9, LPT0-LPT9, COM or LPT with a
+// superscript digit, CONIN$ or CONOUT$, in any case.
+bool IsDeviceComponent(const std::u16string& path, size_t begin, size_t end) {
+  while (end > begin && (path[end - 1] == u' ' || path[end - 1] == u'.')) --end;
+  size_t stem = begin;
+  while (stem < end && path[stem] != u'.') ++stem;
+  while (stem > begin && path[stem - 1] == u' ') --stem;
+  std::u16string name;
+  for (size_t i = begin; i < stem; ++i) name += FoldAscii(path[i]);
+  if (name == u"CON" || name == u"PRN" || name == u"AUX" || name == u"NUL" || name == u"CONIN$" ||
+      name == u"CONOUT$") {
+    return true;
+  }
+  if (name.size() != 4 || (name.compare(0, 3, u"COM") != 0 && name.compare(0, 3, u"LPT") != 0)) return false;
+  return (name[3] >= u'0' && name[3] <= u'9') || IsSuperscriptDigit(name[3]);
+}
+
+}  // namespace
+
+bool IsRefusedZipName(const std::u16string& relative) {
+  if (relative.find(u':') != std::u16string::npos) return true;
   size_t start = 0;
-  for (size_t i = 0; i <= path.size(); ++i) {
-    if (i == path.size() || IsSeparator(path[i])) {
-      if (i - start == 2 && path[start] == u'.' && path[start + 1] == u'.') return true;
+  for (size_t i = 0; i <= relative.size(); ++i) {
+    if (i == relative.size() || IsSeparator(relative[i])) {
+      if (i - start == 2 && relative[start] == u'.' && relative[start + 1] == u'.') return true;
+      if (IsDeviceComponent(relative, start, i)) return true;
       start = i + 1;
     }
   }
   return false;
 }
+
+namespace {
 
 // The archive's source: a file handle and the position at which the archive
 // starts. The position of the handle is remembered, so that reading on from
@@ -198,6 +228,14 @@ class ZipCipher {
 
 }  // namespace
 
+// An item as GetZipItem produced it, with where its data lies, so that
+// writing it needs no second look at its headers.
+struct ProducedItem {
+  int32_t index = -1;
+  ZipEntry entry;
+  LocalInfo local;
+};
+
 class ZipReader {
  public:
   ZipReader() { in_.reset(new uint8_t[kBufferSize]); }
@@ -221,28 +259,29 @@ class ZipReader {
   bool ReadCentral();
   void GoFirst();
   void GoNext();
-  bool Reach(int32_t index);
+  const CentralHeader* Reach(int32_t index);
   bool CheckLocal(const CentralHeader& c, LocalInfo* info);
-  uint32_t Produce(int32_t index, ZipEntry* entry);
+  uint32_t Produce(int32_t index, ProducedItem* item);
   bool MakeTree(const std::u16string& root, const std::u16string& path);
-  bool OpenItem();
+  bool OpenItem(int32_t index, const CentralHeader& c, const LocalInfo& local);
   int ReadItem(uint8_t* out, uint32_t length, bool* end);
 
   uint32_t count_ = 0;
   uint64_t cdStart_ = 0;
   uint64_t before_ = 0;  // bytes in front of the archive
 
+  // The walk over the central directory: the current header and where it
+  // lies. `unreachable_` is the index of the first header that could not be
+  // read: the directory does not change, so every index from there on is
+  // answered at once instead of walking up to the break again.
   uint64_t cdPos_ = 0;
   int32_t curIndex_ = 0;
   bool curBad_ = true;
+  int32_t unreachable_ = INT32_MAX;
   CentralHeader cur_;
 
-  ZipEntry last_;
-  int32_t lastIndex_ = -1;
-  LocalInfo lastLocal_;
+  ProducedItem last_;
   std::vector<uint8_t> extra_;
-  std::u16string lastTree_;  // the directory made last, so that its siblings cost nothing
-  bool treeMade_ = false;
 
   // The open item.
   int32_t openItem_ = -1;
@@ -321,22 +360,30 @@ void ZipReader::GoFirst() {
   cdPos_ = cdStart_;
   curIndex_ = 0;
   curBad_ = !ReadCentral();
+  if (curBad_) unreachable_ = 0;
 }
 
 void ZipReader::GoNext() {
   if (curBad_) return;
   cdPos_ += kCentralSize + cur_.nameLength + cur_.extraLength + cur_.commentLength;
   ++curIndex_;
-  curBad_ = static_cast<uint32_t>(curIndex_) >= count_ || !ReadCentral();
+  if (static_cast<uint32_t>(curIndex_) >= count_) {
+    curBad_ = true;
+  } else if (!ReadCentral()) {
+    curBad_ = true;
+    unreachable_ = curIndex_;
+  }
 }
 
-// Moves the walk to `index`. False when the item cannot be reached: a broken
-// header on the way stops the walk, which then ends here instead of stepping
-// in place for ever.
-bool ZipReader::Reach(int32_t index) {
+// Moves the walk to `index` and gives its central header, or null when the
+// item cannot be reached: a broken header on the way stops the walk, and an
+// index at or past it is refused without walking again. Each header is read
+// once while the walk goes forward.
+const CentralHeader* ZipReader::Reach(int32_t index) {
+  if (index >= unreachable_) return nullptr;
   if (index < curIndex_ || curBad_) GoFirst();
   while (curIndex_ < index && !curBad_) GoNext();
-  return !curBad_ && curIndex_ == index;
+  return !curBad_ && curIndex_ == index ? &cur_ : nullptr;
 }
 
 bool ZipReader::CheckLocal(const CentralHeader& c, LocalInfo* info) {
@@ -405,23 +452,17 @@ platform::FileTime UnixTimeToFileTime(int32_t seconds) {
   return platform::MakeFileTime(static_cast<uint64_t>(static_cast<int64_t>(seconds) + 11644473600ll) * 10000000ull);
 }
 
-}  // namespace
+// The name of the item as the archive gives it, cleaned.
+void SetName(const CentralHeader& c, ZipEntry* e) {
+  const std::u16string name = CleanName(Utf8ToWide(c.name).substr(0, kZipMaxPath - 1));
+  std::copy(name.begin(), name.end(), e->name);
+}
 
-uint32_t ZipReader::Produce(int32_t index, ZipEntry* entry) {
-  if (!Reach(index)) return ZR_CORRUPT;
-  const CentralHeader& c = cur_;
-  LocalInfo local;
-  if (!CheckLocal(c, &local)) return ZR_CORRUPT;
-  extra_.resize(local.extraLength);
-  if (local.extraLength > 0 && !stream.ReadAt(local.extraPos, extra_.data(), local.extraLength)) return ZR_READ;
-
-  ZipEntry e;
-  e.index = index;
-  std::u16string name = CleanName(Utf8ToWide(c.name).substr(0, kZipMaxPath - 1));
-  std::copy(name.begin(), name.end(), e.name);
-  e.attr = AttributesOf(c.versionMadeBy, c.externalAttr);
-
-  const uint16_t dosTime = static_cast<uint16_t>(c.dosTime), dosDate = static_cast<uint16_t>(c.dosTime >> 16);
+// The item's times: the DOS date and time in local time, then the Unix times
+// of a "UT" record of its local extra field. A time is taken only while it
+// lies within the record's own length.
+void SetTimes(uint32_t dosDateTime, const std::vector<uint8_t>& extra, ZipEntry* e) {
+  const uint16_t dosTime = static_cast<uint16_t>(dosDateTime), dosDate = static_cast<uint16_t>(dosDateTime >> 16);
   platform::SystemTime st;
   st.wYear = static_cast<uint16_t>(1980 + (dosDate >> 9));
   st.wMonth = static_cast<uint16_t>((dosDate >> 5) & 0xF);
@@ -431,48 +472,61 @@ uint32_t ZipReader::Produce(int32_t index, ZipEntry* entry) {
   st.wSecond = static_cast<uint16_t>((dosTime & 0x1F) * 2);
   platform::FileTime localTime, utc;
   if (Io().SystemTimeToFileTime(st, &localTime) && Io().LocalFileTimeToFileTime(localTime, &utc)) {
-    e.atime = e.ctime = e.mtime = utc;
+    e->atime = e->ctime = e->mtime = utc;
   }
-
-  // The "UT" record of the local extra field, if any, gives Unix times.
-  const uint8_t* x = extra_.data();
-  const size_t n = extra_.size();
-  if (n > 4) {
-    size_t pos = 0;
-    while (n - pos >= 5) {
-      const uint16_t id = Get16(x + pos);
-      const size_t length = x[pos + 2];
-      if (id == 0x5455) {
-        const size_t dataEnd = std::min(n, pos + 4 + length);
-        const uint8_t flags = x[pos + 4];
-        size_t at = pos + 5;
-        platform::FileTime* const targets[] = {&e.mtime, &e.atime, &e.ctime};
-        for (int bit = 0; bit < 3; ++bit) {
-          if ((flags & (1 << bit)) == 0) continue;
-          if (at + 4 > dataEnd) break;
-          *targets[bit] = UnixTimeToFileTime(static_cast<int32_t>(Get32(x + at)));
-          at += 4;
-        }
-        break;
+  const uint8_t* x = extra.data();
+  const size_t n = extra.size();
+  if (n <= 4) return;
+  size_t pos = 0;
+  while (n - pos >= 5) {
+    const uint16_t id = Get16(x + pos);
+    const size_t length = x[pos + 2];
+    if (id == 0x5455) {
+      const size_t dataEnd = std::min(n, pos + 4 + length);
+      const uint8_t flags = x[pos + 4];
+      size_t at = pos + 5;
+      platform::FileTime* const targets[] = {&e->mtime, &e->atime, &e->ctime};
+      for (int bit = 0; bit < 3; ++bit) {
+        if ((flags & (1 << bit)) == 0) continue;
+        if (at + 4 > dataEnd) break;
+        *targets[bit] = UnixTimeToFileTime(static_cast<int32_t>(Get32(x + at)));
+        at += 4;
       }
-      pos += 4 + length;
-      if (pos > n) break;
+      return;
     }
+    pos += 4 + length;
+    if (pos > n) return;
   }
-  e.comp_size = static_cast<int32_t>(c.compSize);
-  e.unc_size = static_cast<int32_t>(c.uncSize);
-  *entry = e;
-  last_ = e;
-  lastIndex_ = index;
-  lastLocal_ = local;
+}
+
+}  // namespace
+
+// Produces the entry of `index` into `item`. On a failure `item->entry`
+// still carries the index, and the name once the central header was read.
+uint32_t ZipReader::Produce(int32_t index, ProducedItem* item) {
+  item->index = -1;
+  item->entry = ZipEntry();
+  item->entry.index = index;
+  const CentralHeader* c = Reach(index);
+  if (c == nullptr) return ZR_CORRUPT;
+  SetName(*c, &item->entry);
+  if (!CheckLocal(*c, &item->local)) return ZR_CORRUPT;
+  const LocalInfo& local = item->local;
+  extra_.resize(local.extraLength);
+  if (local.extraLength > 0 && !stream.ReadAt(local.extraPos, extra_.data(), local.extraLength)) return ZR_READ;
+  item->entry.attr = AttributesOf(c->versionMadeBy, c->externalAttr);
+  SetTimes(c->dosTime, extra_, &item->entry);
+  item->entry.comp_size = static_cast<int32_t>(c->compSize);
+  item->entry.unc_size = static_cast<int32_t>(c->uncSize);
+  item->index = index;
   return ZR_OK;
 }
 
 uint32_t ZipReader::GetItem(int32_t index, ZipEntry* entry) {
   if (index < -1 || (index >= 0 && static_cast<uint32_t>(index) >= count_)) return ZR_ARGS;
   CloseItem();
-  if (index == lastIndex_ && index != -1) {
-    *entry = last_;
+  if (index == last_.index && index != -1) {
+    *entry = last_.entry;
     return ZR_OK;
   }
   if (index == -1) {
@@ -480,7 +534,9 @@ uint32_t ZipReader::GetItem(int32_t index, ZipEntry* entry) {
     entry->index = static_cast<int32_t>(count_);
     return ZR_OK;
   }
-  return Produce(index, entry);
+  const uint32_t result = Produce(index, &last_);
+  *entry = last_.entry;
+  return result;
 }
 
 // Makes `root` if it is missing, then every level of `path` below it.
@@ -503,10 +559,8 @@ bool ZipReader::MakeTree(const std::u16string& root, const std::u16string& path)
   return true;
 }
 
-bool ZipReader::OpenItem() {
-  const CentralHeader& c = cur_;
-  LocalInfo local = lastLocal_;
-  if (lastIndex_ != curIndex_ && !CheckLocal(c, &local)) return false;
+// Opens item `index` for reading, its headers as GetZipItem checked them.
+bool ZipReader::OpenItem(int32_t index, const CentralHeader& c, const LocalInfo& local) {
   readPos_ = local.dataPos;
   inAvail_ = 0;
   compLeft_ = c.compSize;
@@ -524,7 +578,7 @@ bool ZipReader::OpenItem() {
       return false;
     }
   }
-  openItem_ = curIndex_;
+  openItem_ = index;
   return true;
 }
 
@@ -613,10 +667,13 @@ uint32_t ZipReader::Unzip(int32_t index, const std::u16string& target) {
   ZipEntry entry;
   uint32_t result = GetItem(index, &entry);
   if (result != ZR_OK) return result;
-  if (!Reach(index)) return ZR_CORRUPT;
+  // The entry just produced is the walk's current item, so its central
+  // header is at hand and its local header was checked.
+  const CentralHeader* c = Reach(index);
+  if (c == nullptr) return ZR_CORRUPT;
 
   const bool absolute = IsAbsolute(target);
-  if (!absolute && ClimbsOut(target)) return ZR_NOFILE;
+  if (!absolute && IsRefusedZipName(target)) return ZR_NOFILE;
   if ((entry.attr & platform::kFileAttributeDirectory) != 0) {
     // A tree too deep for 260 characters fails as a file would.
     const bool made = absolute ? MakeTree(std::u16string(), target) : MakeTree(base, target);
@@ -628,17 +685,11 @@ uint32_t ZipReader::Unzip(int32_t index, const std::u16string& target) {
   const std::u16string dir = target.substr(0, cut), file = target.substr(cut);
   const std::u16string full = IsAbsolute(dir) ? dir + file : base + dir + file;
   if (full.size() >= kZipMaxPath) return ZR_NOFILE;
-  const std::u16string treeKey = IsAbsolute(dir) ? dir : base + dir;
-  if (!treeMade_ || treeKey != lastTree_) {
-    const bool made = IsAbsolute(dir) ? MakeTree(std::u16string(), dir) : MakeTree(base, dir);
-    if (!made) return ZR_NOFILE;
-    lastTree_ = treeKey;
-    treeMade_ = true;
-  }
+  if (!(IsAbsolute(dir) ? MakeTree(std::u16string(), dir) : MakeTree(base, dir))) return ZR_NOFILE;
 
   const Handle out = Io().CreateFileHandle(full, platform::kGenericWrite, 0, platform::kCreateAlways, entry.attr);
   if (out == platform::InvalidFileHandle()) return ZR_NOFILE;
-  OpenItem();
+  OpenItem(index, *c, last_.local);
   if (!out_) out_.reset(new uint8_t[kBufferSize]);
   for (;;) {
     bool end = false;

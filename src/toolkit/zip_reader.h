@@ -78,15 +78,26 @@ ZipHandle OpenZipHandle(platform::Handle file, const char* password);
 uint32_t SetUnzipBaseDir(ZipHandle zip, const std::u16string& dir);
 
 // The item at `index` (-1: the number of items in entry->index). 0x10000 for
-// an index out of range, 1792 for a broken header, 2048 when the local extra
-// field cannot be read.
+// an index out of range, 1792 for a broken header (or an item past a broken
+// central header, which is never reached), 2048 when the local extra field
+// cannot be read. On 1792 and 2048 `entry` holds the index, the cleaned name
+// when the item's central header could be read (else an empty name), and 0
+// in every other field.
 uint32_t GetZipItem(ZipHandle zip, int32_t index, ZipEntry* entry);
+
+// True when a relative target must not be written: a component "..", which
+// climbs out of the base directory; a component that names a Windows device
+// (CON, NUL, COM1, LPT1, CONIN$ and the like, whatever follows its first dot,
+// trailing blanks and dots ignored); or a ":" anywhere (a drive or an
+// alternate data stream).
+bool IsRefusedZipName(const std::u16string& relative);
 
 // Writes item `index` to `target`, a path joined to the base directory unless
 // absolute. 512 when the file cannot be created (also for a relative target
-// that climbs out of the base directory with "..", or a path longer than 259
-// characters), 1024 when a write fails, 4096 for a wrong password, 0x5000000
-// for damaged data; an item of size 0 is created empty and gives 0x5000000.
+// that IsRefusedZipName refuses, which opens nothing, or a path longer than
+// 259 characters), 1024 when a write fails, 4096 for a wrong password,
+// 0x5000000 for damaged data; an item of size 0 is created empty and gives
+// 0x5000000.
 uint32_t UnzipItem(ZipHandle zip, int32_t index, const std::u16string& target);
 
 // Closes an open item and the archive and frees the handle.

@@ -1,11 +1,16 @@
 #include "toolkit/zip_reader.h"
 
+#include <cstdlib>
 #include <random>
 
 #include "gtest/gtest.h"
 #include "platform/fake_file_handles.h"
 #include "toolkit/toolkit_test_support.h"
 #include "toolkit/zip_builder_for_tests.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -87,8 +92,8 @@ TEST_F(ZipReaderTest, OpeningFindsTheEndRecordOnlyInTheLastBlock) {
   struct Row { const char* what; std::string prefix; size_t comment; int64_t entriesTotal; bool opens; } rows[] = {
       {"plain", "", 0, -1, true},
       {"bytes in front", Noise(5000, 1), 0, -1, true},
-      {"comment that leaves the record in the block", "", 1000, -1, true},
-      {"comment that pushes the record out", "", 1100, -1, false},
+      {"record begins exactly 1028 bytes from the end", "", 1028 - 22, -1, true},
+      {"record begins 1029 bytes from the end", "", 1029 - 22, -1, false},
       {"entries in total differ", "", 0, 3, false},
   };
   for (const Row& row : rows) {
@@ -110,6 +115,20 @@ TEST_F(ZipReaderTest, OpeningFindsTheEndRecordOnlyInTheLastBlock) {
   orvane_test::WriteBytes(temp.path() / "tiny.zip", "PK\x05\x06");
   EXPECT_EQ(OpenZip(temp.core() + u"\\tiny.zip", nullptr), nullptr);
   EXPECT_EQ(RecentText(), u"Couldn't create/open file");
+}
+
+TEST(ZipNames, DevicesStreamsAndParentsAreRefused) {
+  struct Row { const char16_t* name; bool refused; } rows[] = {
+      {u"NUL", true}, {u"nul.txt", true}, {u"a/CON.tar.gz", true}, {u"Aux\\x", true}, {u"prn", true},
+      {u"COM0", true}, {u"com9.log", true}, {u"LPT1", true}, {u"lpt0.x", true}, {u"COM\u00b9", true},
+      {u"lpt\u00b3.txt", true}, {u"COM\u2077", true}, {u"CONIN$", true}, {u"conout$.log", true},
+      {u"NUL ", true}, {u"nul.", true}, {u"nul . .", true}, {u"nul .txt", true}, {u"d/e/Con", true},
+      {u"ok.txt:stream", true}, {u"a:b/c", true}, {u"x/../y", true}, {u"..", true}, {u"a\\..", true},
+      {u"CONSOLE", false}, {u"NULL.txt", false}, {u"COM10", false}, {u"COM", false}, {u"LPT", false},
+      {u"COMx", false}, {u"xnul", false}, {u"con-x.txt", false}, {u"a/b/c.txt", false}, {u"...", false},
+      {u".nul", false}, {u"CONIN", false}, {u"nul_/x", false}, {u"..x", false}, {u"COM\u00b4", false},
+  };
+  for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) EXPECT_EQ(IsRefusedZipName(rows[i].name), rows[i].refused) << i;
 }
 
 TEST_F(ZipReaderTest, LocalHeaderChecks) {
@@ -161,34 +180,85 @@ TEST_F(ZipReaderTest, AttributesFromTheHostSystem) {
 }
 
 uint64_t Ticks(const platform::FileTime& t) { return platform::FileTimeValue(t); }
-constexpr uint64_t kSecond = 10000000ull;
+uint64_t UnixTicks(int64_t seconds) { return static_cast<uint64_t>(seconds + 11644473600ll) * 10000000ull; }
 
+// Local time three hours east of UTC, without daylight saving, for the
+// test's lifetime. A Windows process takes its zone from the system, so there
+// the zone in force is read instead (the windows preset runs the tests with
+// TZ=XYZ-3, which Wine takes as the system's zone).
+class ZoneThreeHoursEast {
+ public:
+  ZoneThreeHoursEast() {
+#ifdef _WIN32
+    TIME_ZONE_INFORMATION zone;
+    const DWORD which = GetTimeZoneInformation(&zone);
+    const long bias = zone.Bias + (which == TIME_ZONE_ID_DAYLIGHT ? zone.DaylightBias : 0);
+    correction_ = -(bias * 60) - 3 * 3600;
+#else
+    const char* old = std::getenv("TZ");
+    hadOld_ = old != nullptr;
+    if (hadOld_) old_ = old;
+    setenv("TZ", "XYZ-3", 1);
+    tzset();
+#endif
+  }
+  ~ZoneThreeHoursEast() {
+#ifndef _WIN32
+    if (hadOld_) {
+      setenv("TZ", old_.c_str(), 1);
+    } else {
+      unsetenv("TZ");
+    }
+    tzset();
+#endif
+  }
+  // Seconds to take from a UTC time that assumed three hours east; 0 except
+  // on a Windows system in another zone.
+  int64_t correction() const { return correction_; }
+
+ private:
+  int64_t correction_ = 0;
+  bool hadOld_ = false;
+  std::string old_;
+};
+
+// The DOS fields are local time; a "UT" record gives UTC. Expected times are
+// absolute, for a zone three hours east of UTC: 12:00 local is 09:00 UTC.
 TEST_F(ZipReaderTest, TimesFromTheDosFieldsAndTheUtRecord) {
+  constexpr int64_t kDos = -1;  // the time from the DOS fields
+  struct Row { const char* what; uint16_t date, time; std::string extra; int64_t dos, m, a, c; } rows[] = {
+      {"2025-01-15 12:00:00", 0x5A2F, 0x6000, "", 1736931600, kDos, kDos, kDos},
+      {"two seconds later", 0x5A2F, 0x6001, "", 1736931602, kDos, kDos, kDos},
+      {"2025-02-15", 0x5A4F, 0x6000, "", 1739610000, kDos, kDos, kDos},
+      {"1999-12-31 23:59:58", 0x279F, 0xBF7D, "", 946673998, kDos, kDos, kDos},
+      {"1980-01-01 00:00:00", 0x0021, 0x0000, "", 315522000, kDos, kDos, kDos},
+      {"2107-12-31 23:59:58", 0xFF9F, 0xBF7D, "", 4354808398, kDos, kDos, kDos},
+      {"month 0 is no date: no time", 0x0000, 0x0000, "", 0, kDos, kDos, kDos},
+      {"UT with mtime only", 0x5A2F, 0x6000, zip_test::UtExtra(1, {1700000000u}), 1736931600, 1700000000, kDos, kDos},
+      {"another record, then UT with all three", 0x5A2F, 0x6000,
+       std::string("\x01\x02\x03\x00xyz", 7) + zip_test::UtExtra(7, {1700000000u, 1600000000u, 1500000000u}),
+       1736931600, 1700000000, 1600000000, 1500000000},
+      {"UT says three, holds one", 0x5A2F, 0x6000, zip_test::UtExtra(7, {1700000000u}), 1736931600, 1700000000, kDos,
+       kDos},
+  };
+  ZoneThreeHoursEast zone;
   Archive archive;
-  Item base = MakeItem("base", "x");  // 2025-01-15 12:00:00
-  Item later = base;
-  later.dosTime = 0x6001;  // two seconds later
-  Item nextMonth = base;
-  nextMonth.dosDate = 0x5A4F;  // 2025-02-15
-  Item mtimeOnly = base;
-  mtimeOnly.localExtra = zip_test::UtExtra(1, {1700000000u});
-  Item all = base;
-  // Another record first, then "UT" with all three times.
-  all.localExtra = std::string("\x01\x02\x03\x00xyz", 7) + zip_test::UtExtra(7, {1700000000u, 1600000000u, 1500000000u});
-  Item shortRecord = base;
-  shortRecord.localExtra = zip_test::UtExtra(7, {1700000000u});  // says three, holds one
-  archive.items = {base, later, nextMonth, mtimeOnly, all, shortRecord};
+  for (const Row& row : rows) {
+    archive.items.push_back(MakeItem(row.what, "x"));
+    archive.items.back().dosDate = row.date;
+    archive.items.back().dosTime = row.time;
+    archive.items.back().localExtra = row.extra;
+  }
   ASSERT_NE(Open(archive), nullptr);
-  ZipEntry e[6];
-  for (int i = 0; i < 6; ++i) ASSERT_EQ(GetZipItem(zip, i, &e[i]), ZR_OK) << i;
-  const uint64_t dos = Ticks(e[0].mtime), t1 = dos + 2 * kSecond, t2 = dos + 31 * 86400 * kSecond;
-  EXPECT_NE(dos, 0u);
-  auto ut = [](uint64_t seconds) { return (11644473600ull + seconds) * kSecond; };
-  const std::vector<std::vector<uint64_t>> want = {  // mtime, atime, ctime
-      {dos, dos, dos}, {t1, t1, t1}, {t2, t2, t2}, {ut(1700000000), dos, dos},
-      {ut(1700000000), ut(1600000000), ut(1500000000)}, {ut(1700000000), dos, dos}};
-  for (int i = 0; i < 6; ++i) {
-    EXPECT_EQ((std::vector<uint64_t>{Ticks(e[i].mtime), Ticks(e[i].atime), Ticks(e[i].ctime)}), want[i]) << i;
+  for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
+    const Row& row = rows[i];
+    ZipEntry e;
+    ASSERT_EQ(GetZipItem(zip, static_cast<int32_t>(i), &e), ZR_OK) << row.what;
+    const uint64_t dos = row.dos == 0 ? 0 : UnixTicks(row.dos - zone.correction());
+    auto want = [&](int64_t seconds) { return seconds == kDos ? dos : UnixTicks(seconds); };
+    EXPECT_EQ((std::vector<uint64_t>{Ticks(e.mtime), Ticks(e.atime), Ticks(e.ctime)}),
+              (std::vector<uint64_t>{want(row.m), want(row.a), want(row.c)}))
+        << row.what;
   }
 }
 
@@ -233,13 +303,18 @@ TEST_F(ZipReaderTest, MalformedItemsEndWithAResult) {
   archive.items.push_back(MakeItem("../escape.txt", "out"));
   archive.items.push_back(MakeItem("deep/" + std::string(300, 'n') + ".txt", "long"));
   archive.items.push_back(MakeItem("..", "dots"));
+  archive.items.push_back(MakeItem("NUL", "", 0));  // empty, yet no empty file but the device
+  archive.items.push_back(MakeItem("ok.txt:stream", "hidden"));
   ASSERT_NE(Open(archive), nullptr);
-  const uint32_t results[] = {ZR_FLATE, ZR_FLATE, ZR_FLATE, ZR_NOFILE, ZR_NOFILE, ZR_NOFILE};
+  const uint32_t results[] = {ZR_FLATE, ZR_FLATE, ZR_FLATE, ZR_NOFILE, ZR_NOFILE, ZR_NOFILE, ZR_NOFILE, ZR_NOFILE};
   ZipEntry entry;
-  for (int i = 0; i < 6; ++i) {
+  platform::FakeFileHandles fake;
+  for (int i = 0; i < 8; ++i) {
     ASSERT_EQ(GetZipItem(zip, i, &entry), ZR_OK);
     EXPECT_EQ(UnzipItem(zip, i, entry.name), results[i]) << i;
   }
+  // Only the first three items got as far as opening a file.
+  EXPECT_EQ(fake.CallCount("CreateFileHandle"), 3);
   EXPECT_TRUE(OutExists("empty.txt"));
   EXPECT_EQ(std::filesystem::file_size(temp.path() / "out" / "empty.txt"), 0u);
   EXPECT_FALSE(std::filesystem::exists(temp.path() / "escape.txt"));
@@ -247,16 +322,37 @@ TEST_F(ZipReaderTest, MalformedItemsEndWithAResult) {
   EXPECT_EQ(std::u16string(entry.name), u"../escape.txt");
 }
 
+// 150 good headers, a broken one, and an end record that declares 65,535
+// entries: no item past the break is reached, and asking for every item once,
+// as a caller listing the archive does, reads each reachable header once. A
+// walk that went back to the first header for every later index would make
+// about ten million reads here.
 TEST_F(ZipReaderTest, ABrokenCentralHeaderStopsTheWalk) {
   Archive archive;
-  for (int i = 0; i < 4; ++i) archive.items.push_back(MakeItem("f" + std::to_string(i), "x"));
-  archive.items[1].breakCentralSignature = true;
+  for (int i = 0; i < 151; ++i) archive.items.push_back(MakeItem("f" + std::to_string(i), "", 0));
+  archive.items[150].breakCentralSignature = true;
+  archive.entriesDeclared = 65535;
   ASSERT_NE(Open(archive), nullptr);
+  platform::FakeFileHandles fake;
+  int good = 0, corrupt = 0;
   ZipEntry entry;
-  EXPECT_EQ(GetZipItem(zip, 0, &entry), ZR_OK);
-  EXPECT_EQ(GetZipItem(zip, 3, &entry), ZR_CORRUPT);
-  EXPECT_EQ(UnzipItem(zip, 2, u"f2"), ZR_CORRUPT);
-  EXPECT_EQ(GetZipItem(zip, 0, &entry), ZR_OK);
+  for (int32_t i = 0; i < 65535; ++i) {
+    const uint32_t result = GetZipItem(zip, i, &entry);
+    good += result == ZR_OK;
+    corrupt += result == ZR_CORRUPT;
+    if (i >= 149 && i <= 151) {
+      EXPECT_EQ(UnzipItem(zip, i, entry.name), i == 149 ? ZR_FLATE : ZR_CORRUPT) << i;
+    }
+  }
+  EXPECT_EQ(good, 150);
+  EXPECT_EQ(corrupt, 65535 - 150);
+  EXPECT_EQ(entry.index, 65534);  // no name: its header was never read
+  EXPECT_EQ(entry.name[0], 0);
+  // A central and a local header for each good item, and the broken header
+  // (a read near the end of the file may take a second call to see the end).
+  EXPECT_LE(fake.CallCount("ReadFile"), 3 * 151);
+  ASSERT_EQ(GetZipItem(zip, 0, &entry), ZR_OK);  // the walk starts again from the first
+  EXPECT_EQ(std::u16string(entry.name), u"f0");
 }
 
 TEST_F(ZipReaderTest, DirectoriesAndAbsoluteTargets) {
@@ -269,6 +365,12 @@ TEST_F(ZipReaderTest, DirectoriesAndAbsoluteTargets) {
   EXPECT_TRUE(std::filesystem::is_directory(temp.path() / "out" / "sub" / "dir"));
   EXPECT_EQ(UnzipItem(zip, 1, temp.core() + u"\\elsewhere\\g.txt"), ZR_OK);
   EXPECT_EQ(ReadFileBytes(temp.path() / "elsewhere" / "g.txt"), "hello");
+  // The tree is made for every item, even when the last one used it: one
+  // that vanished in between is made again.
+  EXPECT_EQ(UnzipItem(zip, 1, u"sub\\dir\\f.txt"), ZR_OK);
+  std::filesystem::remove_all(temp.path() / "out" / "sub");
+  EXPECT_EQ(UnzipItem(zip, 1, u"sub\\dir\\f.txt"), ZR_OK);
+  EXPECT_EQ(ReadFileBytes(temp.path() / "out" / "sub" / "dir" / "f.txt"), "hello");
   // A base directory that cannot fit 260 characters is refused, not cut.
   EXPECT_EQ(SetUnzipBaseDir(zip, temp.core() + u"\\" + std::u16string(300, u'b')), ZR_ARGS);
   EXPECT_EQ(UnzipItem(zip, 1, u"f.txt"), ZR_OK);

@@ -50,7 +50,8 @@ TEST(BadInput, BrokenBuiltInDocumentsEndWithTheirCodes) {
 }
 
 // manifest.json in the version directory: what it names is started under its
-// own name; anything unusable falls back to the configured file name.
+// own name, from its own directory; a name that leads nowhere falls back to
+// the configured file name. (A manifest that is no JSON: VersionDirsTest.ProbeRows.)
 TEST(BadInput, ManifestRows) {
   const struct {
     const char* manifest;
@@ -58,7 +59,6 @@ TEST(BadInput, ManifestRows) {
     const char* startedDir;     // relative to the root
     const char* expectedError;  // an ERRO line in clear after the root; null: none checked
   } rows[] = {
-      {"{not json", "Orvane.exe", "app", "Parse manifest.json failed, text={not json"},
       {"{\"launchName\":\"bin\\\\Runner.exe\"}", "bin\\Runner.exe", "app\\bin", nullptr},
       {"{\"launchName\":\"missing.exe\"}", "Orvane.exe", "app", "Not exists launchName file, path=R\\app\\missing.exe"},
       {"\xEF\xBB\xBF{\"launchName\":\"Other.exe\"}", "Other.exe", "app", nullptr},
@@ -85,6 +85,28 @@ TEST(BadInput, ManifestRows) {
       EXPECT_TRUE(HasLinesInOrder(LogView(box.LogPath()), {{"ERRO", message}}, kDefaultSpanMode));
     }
   }
+}
+
+// Orvane.ini holding "." names the install root, where the launcher stands as
+// Orvane.exe. The name is read as absent: the copy in app is started where it
+// stands, nothing is moved aside or cleared, the ini is set right, and the
+// launcher never starts itself.
+TEST(BadInput, IniHoldingADotStartsTheCopyInApp) {
+  Sandbox box("IniDot");
+  const fs::path launcher = box.root() / "Orvane.exe";
+  fs::copy_file(LauncherProgram(), launcher);
+  box.AddVersion("app");
+  WriteFile(box.IniPath(), ".");
+
+  EXPECT_TRUE(EndedWith(box.Run(launcher, ""), 0));
+  const std::vector<ProbeRecord> records = box.WaitForRecords(1);
+  ASSERT_EQ(records.size(), 1u) << "the application was not started";
+  EXPECT_EQ(records[0].exe, box.RootText() + "app\\Orvane.exe");
+  EXPECT_EQ(box.RootEntries(), (std::vector<std::string>{"Orvane.exe", "Orvane.ini", "app"}));
+  EXPECT_TRUE(fs::exists(box.root() / "app" / "Orvane.exe"));
+  EXPECT_EQ(ReadFile(box.IniPath()), "app");
+  const LogView log(box.LogPath());
+  EXPECT_EQ(FindMessage(log, "------------ Log start -------------").size(), 1u) << log.Dump();
 }
 
 TEST(BadInput, NoMainExecutableEndsWithMinus4AndWritesNoIni) {

@@ -1,0 +1,212 @@
+// A normal start killed at each change it makes to the disk in turn, and then
+// started again, must leave a working install: the new copy starts, whatever
+// is still recognisably old is cleared, nothing outside the install root is
+// touched, and no copy that was being deleted is ever started.
+//
+// Linux only: strace's fault injection kills the launcher just before the
+// chosen system call, one call per round.
+#ifndef _WIN32
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "e2e_support.h"
+#include "gtest/gtest.h"
+
+extern char** environ;
+
+namespace e2e {
+namespace {
+
+// Every system call by which the launcher changes a file or a directory.
+constexpr const char* kChangingCalls =
+    "mkdir,mkdirat,rename,renameat,renameat2,unlink,unlinkat,rmdir,chmod,fchmod,fchmodat,truncate,ftruncate,write,"
+    "pwrite64,writev,symlink,symlinkat,link,linkat";
+
+constexpr int kOldCopyFiles = 200;  // per old copy, in three directories
+constexpr int kNewCopyFiles = 20;
+
+// Runs argv and waits: the raw wait status, or -1 when it cannot start.
+int RunAndWait(const std::vector<std::string>& args) {
+  std::vector<char*> argv;
+  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  pid_t pid = 0;
+  if (::posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return -1;
+  int status = 0;
+  while (::waitpid(pid, &status, 0) < 0) {
+  }
+  return status;
+}
+
+// A copy of the application: the probe as Orvane.exe, version.txt, and small
+// files spread over the directory and two sub-directories, `files` in all.
+// Every file is a hard link to one in `programs`: a round makes its copies
+// with one call per file.
+void MakeCopy(const fs::path& dir, const fs::path& programs, int files, const std::string& version) {
+  const fs::path payload = programs / ("version-" + version);
+  if (!fs::exists(payload)) WriteFile(payload, version);
+  fs::create_directories(dir / "resources" / "locales");
+  fs::create_hard_link(programs / "Orvane.exe", dir / "Orvane.exe");
+  fs::create_hard_link(payload, dir / "version.txt");
+  for (int i = 2; i < files; ++i) {
+    const fs::path sub = i % 3 == 0 ? fs::path() : i % 3 == 1 ? fs::path("resources") : fs::path("resources/locales");
+    fs::create_hard_link(payload, dir / sub / ("f" + std::to_string(1000 + i) + ".bin"));
+  }
+}
+
+// Where the rounds build their install roots: a memory file system when
+// there is one, since each round writes and deletes some 450 files.
+fs::path FastScratch() {
+  std::error_code ec;
+  const fs::path shm = "/dev/shm";
+  if (fs::is_directory(shm, ec) && ::access(shm.c_str(), W_OK) == 0) {
+    return shm / ("orvane-crash-" + std::to_string(P().ProcessId()));
+  }
+  return fs::path();
+}
+
+class CrashConsistency : public ::testing::Test {
+ protected:
+  CrashConsistency() : scratch_(FastScratch()), box_("CrashConsistency", scratch_.empty() ? fs::path() : scratch_ / "root") {
+    // The programs lie beside the root, on the same file system, so that
+    // each round links them in instead of copying.
+    programs_ = box_.root().parent_path() / "programs";
+    fs::create_directories(programs_);
+    fs::copy_file(ProbeProgram(), programs_ / "Orvane.exe", fs::copy_options::overwrite_existing);
+    program_ = programs_ / LauncherProgram().filename();
+    fs::copy_file(LauncherProgram(), program_, fs::copy_options::overwrite_existing);
+    outside_ = box_.base() / "outside";
+  }
+  ~CrashConsistency() override {
+    std::error_code ec;
+    if (!scratch_.empty()) fs::remove_all(scratch_, ec);
+  }
+
+  // The install root before the start: the old copy in "app" and an older
+  // one in "1.0" (holding a link to a directory outside the root), the new
+  // copy in "2.0", which Orvane.ini names.
+  void MakeRoot() {
+    std::error_code ec;
+    fs::remove_all(box_.root(), ec);
+    fs::remove_all(outside_, ec);
+    fs::remove_all(box_.base() / "local" / "Orvane", ec);
+    fs::remove(box_.base() / "probe-records.jsonl", ec);
+    fs::create_directories(box_.root());
+    fs::create_hard_link(program_, launcher());
+    MakeCopy(box_.root() / "app", programs_, kOldCopyFiles, "1.1");
+    MakeCopy(box_.root() / "1.0", programs_, kOldCopyFiles, "1.0");
+    MakeCopy(box_.root() / "2.0", programs_, kNewCopyFiles, "2.0");
+    WriteFile(box_.IniPath(), "2.0");
+    fs::create_directories(outside_ / "sub");
+    for (const char* name : {"a.txt", "b.txt", "sub/c.txt"}) WriteFile(outside_ / name, name);
+    fs::create_directory_symlink(outside_, box_.root() / "1.0" / "resources" / "shared");
+  }
+
+  fs::path launcher() const { return box_.root() / program_.filename(); }
+
+  // What the next start must find after a start that was killed.
+  void CheckRecovery(const std::string& round) {
+    SCOPED_TRACE(round);
+    const RunResult run = box_.Run(launcher(), "--after-crash");
+    ASSERT_TRUE(EndedWith(run, 0)) << run.stderrText;
+    std::vector<ProbeRecord> records;
+    const uint64_t deadline = P().MonotonicNs() + 10000000000ull;
+    while (true) {
+      records = box_.Records();
+      if (std::any_of(records.begin(), records.end(),
+                      [](const ProbeRecord& r) { return !r.argv.empty() && r.argv[0] == "--after-crash"; })) {
+        break;
+      }
+      ASSERT_LT(P().MonotonicNs(), deadline) << "the application was not started";
+      P().SleepMs(1);
+    }
+    const std::string R = box_.RootText();
+    for (const ProbeRecord& r : records) {
+      const bool second = !r.argv.empty() && r.argv[0] == "--after-crash";
+      // The killed start may have started the new copy from either name;
+      // the start after it finds it in app.
+      EXPECT_TRUE(r.exe == R + "app\\Orvane.exe" || (!second && r.exe == R + "2.0\\Orvane.exe")) << r.exe;
+    }
+    EXPECT_EQ(ReadFile(box_.root() / "app" / "version.txt"), "2.0");
+    size_t newFiles = 0;
+    for (const auto& e : fs::recursive_directory_iterator(box_.root() / "app")) newFiles += e.is_regular_file();
+    EXPECT_EQ(newFiles, static_cast<size_t>(kNewCopyFiles));
+
+    for (const char* name : {"a.txt", "b.txt", "sub/c.txt"}) EXPECT_EQ(ReadFile(outside_ / name), name);
+
+    // Only the launcher, its ini and the new copy stay, besides half-deleted
+    // copies that lost their main executable: foreign now, and never empty.
+    const std::string launcherName = launcher().filename().string();
+    for (const std::string& name : box_.RootEntries()) {
+      if (name == launcherName || name == "Orvane.ini" || name == "app") continue;
+      EXPECT_NE(name.find(".todelete-"), std::string::npos) << name;
+      EXPECT_FALSE(fs::exists(box_.root() / name / "Orvane.exe")) << name;
+      EXPECT_FALSE(fs::is_empty(box_.root() / name)) << name;
+    }
+  }
+
+  fs::path scratch_;
+  Sandbox box_;
+  fs::path programs_, program_, outside_;
+};
+
+TEST_F(CrashConsistency, KilledAtEachChangeTheNextStartRecovers) {
+  // One undisturbed start first (it makes what only a first start makes, the
+  // global object directory), then one under strace counts the changing
+  // calls by name.
+  MakeRoot();
+  CheckRecovery("first start");
+  MakeRoot();
+  const fs::path trace = box_.base() / "trace.txt";
+  ASSERT_EQ(RunAndWait({"strace", "-qq", "-o", trace.string(), "-e", std::string("trace=") + kChangingCalls,
+                        launcher().string()}),
+            0)
+      << "strace is needed (scripts/setup installs it)";
+  std::map<std::string, int> counts;
+  std::istringstream lines(ReadFile(trace));
+  for (std::string line; std::getline(lines, line);) {
+    const size_t paren = line.find('(');
+    if (paren != std::string::npos && line[0] != '+' && line[0] != '-') ++counts[line.substr(0, paren)];
+  }
+  int total = 0;
+  for (const auto& [call, count] : counts) total += count;
+  // Two old copies cleared file by file, so hundreds of rounds.
+  ASSERT_GE(counts["unlink"], 2 * kOldCopyFiles) << ReadFile(trace).substr(0, 2000);
+  CheckRecovery("undisturbed");
+
+  int killed = 0;
+  uint64_t spentNs[3] = {};  // making roots, killed starts, recoveries
+  for (const auto& [call, count] : counts) {
+    for (int n = 1; n <= count; ++n) {
+      const std::string round = call + " #" + std::to_string(n) + " of " + std::to_string(count);
+      const uint64_t t0 = P().MonotonicNs();
+      MakeRoot();
+      const uint64_t t1 = P().MonotonicNs();
+      const int status = RunAndWait({"strace", "-qq", "-o", "/dev/null", "-e", "trace=" + call, "-e",
+                                     "inject=" + call + ":signal=SIGKILL:when=" + std::to_string(n),
+                                     launcher().string()});
+      EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << round << ": not killed, status " << status;
+      killed += WIFSIGNALED(status) ? 1 : 0;
+      const uint64_t t2 = P().MonotonicNs();
+      CheckRecovery(round);
+      spentNs[0] += t1 - t0, spentNs[1] += t2 - t1, spentNs[2] += P().MonotonicNs() - t2;
+      if (HasFatalFailure() || HasFailure()) return;
+    }
+  }
+  EXPECT_EQ(killed, total);
+  std::printf("killed the launcher at %d changing calls; every next start recovered\n", killed);
+  std::printf("time spent: %.1f s making roots, %.1f s in killed starts, %.1f s in the starts after\n",
+              spentNs[0] / 1e9, spentNs[1] / 1e9, spentNs[2] / 1e9);
+}
+
+}  // namespace
+}  // namespace e2e
+#endif  // !_WIN32
