@@ -28,6 +28,12 @@ set(ORVANE_TOOLKIT_PUBLIC_HEADERS
   toolkit/process_list.h
   toolkit/registry_probes.h
   toolkit/writable_dir.h
+  toolkit/process_end.h
+  toolkit/product_config_text.h
+  toolkit/shortcut_create.h
+  layout/paths.h
+  base/log.h
+  base/format.h
   base/product_config.h
   layout/shortcuts.h
   layout/task_launcher_path.h
