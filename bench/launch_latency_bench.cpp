@@ -14,17 +14,25 @@
 // Then the whole normal start: from the start of the launcher to the end of
 // its process, follow-ups included, with 5 old version directories of 300
 // files each to clear away (made anew before every round, outside the
-// timing), against the bare start's process from start to end.
+// timing), against the bare start's process from start to end; and the
+// clean-up's own time against rm -rf (under Windows rmdir /s /q) of identical
+// trees in the same rounds, whose target is 1.3 or less.
 //
 // Without paths the programs of this build are used (or ORVANE_LAUNCHER,
 // ORVANE_PROBE, ORVANE_BARE_START, ORVANE_START_STUB). Prints the medians,
 // the quartiles and the ratios launcher / start-stub and launcher /
 // bare-start; the target natively is 1.5 or less against start-stub.
+#ifndef _WIN32
+#include <sys/resource.h>
+#endif
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench_sandbox.h"
@@ -192,6 +200,107 @@ void MakeOldVersions(const bench::fs::path& root) {
   }
 }
 
+// CPU time (user and system) of the children waited for so far, in ms;
+// natively only (0 elsewhere).
+double ChildrenCpuMs() {
+#ifdef _WIN32
+  return 0;
+#else
+  struct rusage usage {};
+  ::getrusage(RUSAGE_CHILDREN, &usage);
+  const auto ms = [](const timeval& t) { return static_cast<double>(t.tv_sec) * 1e3 + t.tv_usec / 1e3; };
+  return ms(usage.ru_utime) + ms(usage.ru_stime);
+#endif
+}
+
+// TimeToExit, and the process's CPU time in `cpuMs` (natively).
+double TimeToExitWithCpu(const std::u16string& commandLine, double* cpuMs) {
+  const double before = ChildrenCpuMs();
+  const double wall = TimeToExit(commandLine);
+  *cpuMs = ChildrenCpuMs() - before;
+  return wall;
+}
+
+// The platform's own removal of a whole tree: rm -rf natively, cmd's
+// rmdir /s /q under Windows.
+std::u16string RemovalLine(const bench::fs::path& dir) {
+#ifdef _WIN32
+  return u"cmd.exe /c rmdir /s /q \"" + bench::WinForm16(dir) + u"\"";
+#else
+  return u"/bin/rm -rf \"" + bench::WinForm16(dir) + u"\"";
+#endif
+}
+
+// Lowest and highest of the values.
+std::pair<double, double> Spread(const std::vector<double>& values) {
+  const auto [lo, hi] = std::minmax_element(values.begin(), values.end());
+  return values.empty() ? std::make_pair(0.0, 0.0) : std::make_pair(*lo, *hi);
+}
+
+// The clean-up's own time against the platform's removal of identical trees,
+// measured in the same rounds. Each round makes the five old copies beside the
+// launcher and the same five under a scratch directory (outside the timing),
+// then times four processes: the launcher with the copies to clear and again
+// with nothing to clear, the removal of the scratch copies and the removal of
+// a path that does not exist. Own time is the first of each pair minus the
+// second, so process start-up cancels out. The pairs alternate in order from
+// round to round. Prints the medians, the ratio of the median own times and
+// the spread of the per-round ratios; false when a round fails.
+bool CleanUpAgainstRemoval(const bench::Sandbox& box, const std::u16string& launcherLine, int rounds) {
+  const bench::fs::path root = box.launcher().parent_path();
+  const bench::fs::path scratch = root.parent_path() / "removal";
+  // Per process: wall and CPU times of the launcher with copies and with
+  // none, of the removal of the copies and of nothing.
+  std::vector<double> wall[4], cpu[4], wallRatio, cpuRatio;
+  for (int i = 0; i < rounds; ++i) {
+    MakeOldVersions(root);
+    MakeOldVersions(scratch);
+    double w[4] = {}, c[4] = {};
+    const bool launcherFirst = i % 2 == 0;
+    for (int half = 0; half < 2; ++half) {
+      if ((half == 0) == launcherFirst) {
+        w[0] = TimeToExitWithCpu(launcherLine, &c[0]);
+        w[1] = TimeToExitWithCpu(launcherLine, &c[1]);
+      } else {
+        w[2] = TimeToExitWithCpu(RemovalLine(scratch), &c[2]);
+        w[3] = TimeToExitWithCpu(RemovalLine(scratch / "none"), &c[3]);
+      }
+    }
+    if (w[0] < 0 || w[1] < 0 || w[2] < 0 || w[3] < 0 || bench::fs::exists(root / "1.0.0") ||
+        bench::fs::exists(scratch)) {
+      std::fprintf(stderr, "launch_latency_bench: clean-up round %d failed or left old copies (%.3f %.3f %.3f %.3f)\n",
+                   i, w[0], w[1], w[2], w[3]);
+      return false;
+    }
+    for (int k = 0; k < 4; ++k) wall[k].push_back(w[k]), cpu[k].push_back(c[k]);
+    if (w[2] > w[3]) wallRatio.push_back((w[0] - w[1]) / (w[2] - w[3]));
+    if (c[2] > c[3]) cpuRatio.push_back((c[0] - c[1]) / (c[2] - c[3]));
+  }
+#ifdef _WIN32
+  const char* removalName = "rmdir /s /q";
+#else
+  const char* removalName = "rm -rf";
+#endif
+  std::printf("clean-up's own time against %s of identical trees, %d alternating rounds (medians):\n", removalName,
+              rounds);
+  const auto report = [&](const char* what, const std::vector<double>* t, const std::vector<double>& ratios) {
+    const double cleanUp = bench::Median(t[0]) - bench::Median(t[1]);
+    const double removal = bench::Median(t[2]) - bench::Median(t[3]);
+    const auto [lo, hi] = Spread(ratios);
+    std::printf("  %s: launcher with 5 old copies %.3f ms, with none %.3f ms: clean-up %.3f ms\n", what,
+                bench::Median(t[0]), bench::Median(t[1]), cleanUp);
+    std::printf("  %s: %s of the trees %.3f ms, of nothing %.3f ms: removal %.3f ms\n", what, removalName,
+                bench::Median(t[2]), bench::Median(t[3]), removal);
+    std::printf("  %s: ratio clean-up/%s %.2f (per round %.2f to %.2f, median %.2f)\n", what, removalName,
+                removal > 0 ? cleanUp / removal : 0.0, lo, hi, bench::Median(ratios));
+  };
+  report("wall", wall, wallRatio);
+#ifndef _WIN32
+  report("CPU ", cpu, cpuRatio);
+#endif
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -249,5 +358,5 @@ int main(int argc, char** argv) {
   std::printf("  launcher    %8.3f ms\n", wholeMs);
   std::printf("  bare start  %8.3f ms\n", bareWholeMs);
   std::printf("  ratio launcher/bare start: %.2f\n", bareWholeMs > 0 ? wholeMs / bareWholeMs : 0.0);
-  return 0;
+  return CleanUpAgainstRemoval(box, launcherLine, rounds < 15 ? rounds : 15) ? 0 : 1;
 }

@@ -1,6 +1,6 @@
 // Files and directories with the contracts of the Windows calls: paths come
 // in Windows form, names match without regard to ASCII case, failures carry
-// the Windows error codes.
+// the Windows error codes. Listing, attributes and removal: entries_posix.cpp.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "platform/posix_listing_cache.h"
 #include "platform/posix_platform.h"
 #include "platform/unicode.h"
 
@@ -30,54 +31,29 @@ std::string NameOf(const std::string& path) {
   return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-// '*' any run, '?' one unit; ASCII case folded. "*.*" matches every name,
-// as it does on Windows.
-bool MatchPattern(const std::u16string& pattern, const std::u16string& name) {
-  if (pattern == u"*.*") return true;
-  size_t p = 0, n = 0, starP = std::u16string::npos, starN = 0;
-  while (n < name.size()) {
-    if (p < pattern.size() && pattern[p] == u'*') {
-      starP = p++;
-      starN = n;
-    } else if (p < pattern.size() &&
-               (pattern[p] == u'?' || posix::FoldAscii(pattern[p]) == posix::FoldAscii(name[n]))) {
-      ++p;
-      ++n;
-    } else if (starP != std::u16string::npos) {
-      p = starP + 1;
-      n = ++starN;
-    } else {
-      return false;
-    }
-  }
-  while (p < pattern.size() && pattern[p] == u'*') ++p;
-  return p == pattern.size();
-}
-
-// NTFS orders a directory by names mapped to upper case, so '_' (0x5F)
-// comes after the letters: "1B" before "1_".
-std::u16string UpperName(const std::u16string& name) {
-  std::u16string upper = name;
-  for (char16_t& c : upper) {
-    if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - (u'a' - u'A'));
-  }
-  return upper;
-}
-
-}  // namespace
-
-// Resolves and stats a Windows path; false with the last error set when
-// either step fails.
+// Stats a Windows path (following a link, as PathFileExistsW does): as
+// written first, and with its letter case resolved only when nothing is
+// there. False with the last error set.
 bool StatWindowsPath(const std::u16string& path, struct stat* st) {
   std::string p;
-  if (!posix::ResolvePath(path, &p)) return false;
-  if (::stat(p.c_str(), st) != 0) {
-    SetError(MapErrno(errno, p));
+  if (!posix::ToPosixPath(path, &p)) return false;
+  int err = ::stat(p.c_str(), st) == 0 ? 0 : errno;
+  if (err == ENOENT || err == ENOTDIR) {
+    std::string resolved = posix::ResolveCase(p);
+    if (resolved != p) {
+      p = std::move(resolved);
+      err = ::stat(p.c_str(), st) == 0 ? 0 : errno;
+    }
+  }
+  if (err != 0) {
+    SetError(MapErrno(err, p));
     return false;
   }
   SetError(kErrorSuccess);
   return true;
 }
+
+}  // namespace
 
 bool PosixPlatform::PathExists(const std::u16string& path) {
   struct stat st;
@@ -171,125 +147,9 @@ bool PosixPlatform::MovePath(const std::u16string& from, const std::u16string& t
     SetError(err == EEXIST || err == ENOTEMPTY ? kErrorAlreadyExists : MapErrno(err, dst, true));
     return false;
   }
-  SetError(kErrorSuccess);
-  return true;
-}
-
-bool PosixPlatform::DeleteOneFile(const std::u16string& path) {
-  std::string p;
-  if (!posix::ResolvePath(path, &p)) return false;
-  if (::unlink(p.c_str()) != 0) {
-    SetError(MapErrno(errno, p));
-    return false;
-  }
-  SetError(kErrorSuccess);
-  return true;
-}
-
-bool PosixPlatform::RemoveOneDirectory(const std::u16string& path) {
-  std::string p;
-  if (!posix::ResolvePath(path, &p)) return false;
-  if (::rmdir(p.c_str()) != 0) {
-    const int err = errno;
-    // RemoveDirectoryW removes a junction or directory link itself, never
-    // what it leads to; rmdir refuses a link, so the link is unlinked.
-    uint32_t attributes = 0;
-    if (err == ENOTDIR && posix::EntryAttributes(AT_FDCWD, p.c_str(), &attributes) &&
-        attributes == (kFileAttributeReparsePoint | kFileAttributeDirectory)) {
-      if (::unlink(p.c_str()) == 0) {
-        SetError(kErrorSuccess);
-        return true;
-      }
-      SetError(MapErrno(errno, p));
-      return false;
-    }
-    SetError(err == EEXIST || err == ENOTEMPTY ? kErrorDirNotEmpty
-             : err == ENOTDIR                  ? posix::kErrorDirectory
-                                               : MapErrno(err, p));
-    return false;
-  }
-  SetError(kErrorSuccess);
-  return true;
-}
-
-bool PosixPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) {
-  const size_t cut = pattern.rfind(u'\\');
-  std::u16string dirPart = cut == std::u16string::npos ? u"." : pattern.substr(0, cut == 0 ? 1 : cut);
-  const std::u16string namePattern = cut == std::u16string::npos ? pattern : pattern.substr(cut + 1);
-  std::string dirPath;
-  if (!posix::ResolvePath(dirPart, &dirPath)) return false;
-  DIR* dir = ::opendir(dirPath.c_str());
-  if (dir == nullptr) {
-    const int err = errno;
-    SetError(err == ENOENT ? kErrorPathNotFound : MapErrno(err, dirPath));
-    return false;
-  }
-  std::vector<DirEntry> found;
-  while (const dirent* entry = ::readdir(dir)) {
-    const std::string name = entry->d_name;
-    // A Linux name with a backslash has no Windows spelling: the core would
-    // read it as two components, so it is not listed.
-    if (name.find('\\') != std::string::npos) continue;
-    DirEntry item;
-    item.name = Utf8ToUtf16(name);
-    if (!MatchPattern(namePattern, item.name)) continue;
-    // The entry itself: a link is listed as the link it is, never as what it
-    // leads to, so a walk that deletes never goes through it.
-    if (!posix::EntryAttributes(::dirfd(dir), entry->d_name, &item.attributes)) {
-      item.attributes = kFileAttributeNormal;
-    }
-    found.push_back(std::move(item));
-  }
-  ::closedir(dir);
-  if (found.empty()) {
-    SetError(kErrorFileNotFound);
-    return false;
-  }
-  // NTFS lists names in upper-case order; "." and ".." come first.
-  std::sort(found.begin(), found.end(), [](const DirEntry& a, const DirEntry& b) {
-    const int ra = a.name == u"." ? 0 : a.name == u".." ? 1 : 2;
-    const int rb = b.name == u"." ? 0 : b.name == u".." ? 1 : 2;
-    if (ra != rb) return ra < rb;
-    return UpperName(a.name) < UpperName(b.name);
-  });
-  *entries = std::move(found);
-  SetError(kErrorSuccess);
-  return true;
-}
-
-uint32_t PosixPlatform::GetAttributes(const std::u16string& path) {
-  std::string p;
-  if (!posix::ResolvePath(path, &p)) return 0xFFFFFFFFu;
-  // GetFileAttributesW answers for a link itself, not for what it leads to.
-  uint32_t attributes = 0;
-  if (!posix::EntryAttributes(AT_FDCWD, p.c_str(), &attributes)) {
-    SetError(MapErrno(errno, p));
-    return 0xFFFFFFFFu;
-  }
-  SetError(kErrorSuccess);
-  return attributes;
-}
-
-bool PosixPlatform::SetAttributes(const std::u16string& path, uint32_t attributes) {
-  std::string p;
-  if (!posix::ResolvePath(path, &p)) return false;
-  struct stat st;
-  if (::lstat(p.c_str(), &st) != 0) {
-    SetError(MapErrno(errno, p));
-    return false;
-  }
-  // A link has no permissions of its own here, and chmod would change what it
-  // leads to, which may lie anywhere: the link's attributes stay as they are.
-  if (S_ISLNK(st.st_mode)) {
-    SetError(kErrorSuccess);
-    return true;
-  }
-  const mode_t mode = (attributes & kFileAttributeReadOnly) != 0 ? (st.st_mode & ~(S_IWUSR | S_IWGRP | S_IWOTH))
-                                                                 : (st.st_mode | S_IWUSR);
-  if (::chmod(p.c_str(), mode & 07777) != 0) {
-    SetError(MapErrno(errno, p));
-    return false;
-  }
+  // Listings that held either name, or lie below it, no longer tell the truth.
+  posix::Listings().Forget(from);
+  posix::Listings().Forget(to);
   SetError(kErrorSuccess);
   return true;
 }

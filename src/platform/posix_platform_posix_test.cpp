@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -146,6 +147,56 @@ TEST_F(PosixPlatformTest, LinksAreEntriesOfTheirOwn) {
   EXPECT_EQ(ReadAll(P("outside/kept.txt")), "kept");
 }
 
+// A listing answers for its entries until this process changes them: each row
+// lists "w", then makes one change through the backend, then asks again. The
+// answers must be the file system's, never the listing's memory.
+TEST_F(PosixPlatformTest, ListingNeverOutlivesAChangeMadeHere) {
+  const auto mode = [this](const std::string& rel) {
+    struct stat st;
+    return ::lstat(P(rel).c_str(), &st) == 0 ? st.st_mode & 0777 : 0u;
+  };
+  const struct { const char* change; std::vector<std::pair<std::string, uint32_t>> attributesAfter; } rows[] = {
+      {"read-only f", {{"w\\f", kFileAttributeReadOnly}, {"w\\g", kFileAttributeNormal}}},
+      {"delete f", {{"w\\f", 0xFFFFFFFFu}, {"w\\g", kFileAttributeNormal}}},
+      {"remove d", {{"w\\d", 0xFFFFFFFFu}, {"w\\d\\x", 0xFFFFFFFFu}}},
+      {"move d", {{"w\\d", 0xFFFFFFFFu}, {"w\\d\\x", 0xFFFFFFFFu}, {"w\\e\\x", kFileAttributeNormal}}},
+      {"move w", {{"w\\f", 0xFFFFFFFFu}, {"v\\f", kFileAttributeNormal}}},
+  };
+  for (size_t i = 0; i < std::size(rows); ++i) {
+    const std::string change = rows[i].change;
+    std::system(("rm -rf '" + P("w") + "' '" + P("v") + "'").c_str());
+    MakeDir("w");
+    MakeDir("w/d");
+    WriteFile(P("w/f"), "f");
+    WriteFile(P("w/g"), "g");
+    if (change != "remove d") WriteFile(P("w/d/x"), "x");
+    std::vector<DirEntry> entries;
+    ASSERT_TRUE(os_.FindEntries(WP("w\\*"), &entries)) << i;
+    ASSERT_TRUE(os_.FindEntries(WP("w\\d\\*"), &entries) || change == "remove d") << i;
+    const bool changed = change == "read-only f"  ? os_.SetAttributes(WP("w\\f"), kFileAttributeReadOnly)
+                         : change == "delete f" ? os_.DeleteOneFile(WP("w\\f"))
+                         : change == "remove d" ? os_.RemoveOneDirectory(WP("w\\d"))
+                         : change == "move d"   ? os_.MovePath(WP("w\\d"), WP("w\\e"), 0)
+                                                : os_.MovePath(WP("w"), WP("v"), 0);
+    EXPECT_TRUE(changed) << i;
+    for (const auto& [rel, attributes] : rows[i].attributesAfter) {
+      EXPECT_EQ(os_.GetAttributes(WP(rel)), attributes) << i << " " << change << ": " << rel;
+    }
+    if (change == "read-only f") {
+      EXPECT_EQ(mode("w/f") & 0200, 0u) << i;
+      EXPECT_TRUE(os_.SetAttributes(WP("w\\f"), kFileAttributeNormal)) << i;
+      EXPECT_EQ(mode("w/f") & 0200, 0200u) << i;
+    }
+    // A directory made anew where a listed one was is listed as it is now.
+    if (change == "remove d") {
+      MakeDir("w/d");
+      WriteFile(P("w/d/new"), "n");
+      ASSERT_TRUE(os_.FindEntries(WP("w\\d\\*"), &entries)) << i;
+      EXPECT_EQ(entries.back().name, u"new") << i;
+    }
+  }
+}
+
 // Splitting, working directory and exit code of a started process are proven
 // by every end-to-end run; here the failures and their codes.
 TEST_F(PosixPlatformTest, FailuresCarryTheWindowsErrorCodes) {
@@ -219,6 +270,17 @@ TEST_F(PosixPlatformTest, NamedMutexIsNotInheritedAndDiesWithItsHolder) {
   // handle is closed the name is free although that process lives on.
   ProcessInfo sleeper;
   ASSERT_TRUE(os_.StartProcess(u"/bin/sleep 30", u"", &sleeper));
+  // The start returns once the new program is loaded, but the kernel closes
+  // the descriptors marked close-on-exec a moment later, and until then the
+  // child shares our lock: wait for that.
+  const std::string fds = "/proc/" + std::to_string(sleeper.pid) + "/fd";
+  for (bool shared = true; shared; ::usleep(1000)) {
+    shared = false;
+    std::error_code ec;
+    for (const auto& fd : std::filesystem::directory_iterator(fds, ec)) {
+      shared = shared || std::filesystem::read_symlink(fd.path(), ec).string().find(".mutex") != std::string::npos;
+    }
+  }
   ASSERT_TRUE(os_.CloseObject(mine));
   EXPECT_EQ(InChild([&] { return Native().NewMutex(name, true) != nullptr && Native().LastError() == 0 ? 0 : 1; }),
             0);
