@@ -1,23 +1,12 @@
 #include <windows.h>
 
 #include "platform/registry_views.h"
+#include "platform/win_hive.h"
 #include "platform/win_text.h"
 
 namespace platform {
 namespace {
 
-// The predefined keys are sign-extended handles on 64-bit Windows.
-HKEY RootKey(Hive hive) {
-  switch (hive) {
-    case Hive::kClassesRoot:
-      return HKEY_CLASSES_ROOT;
-    case Hive::kCurrentUser:
-      return HKEY_CURRENT_USER;
-    case Hive::kLocalMachine:
-      return HKEY_LOCAL_MACHINE;
-  }
-  return nullptr;
-}
 
 class WinRegistryViews final : public RegistryViews {
  public:

@@ -5,27 +5,10 @@
 #include <algorithm>
 
 #include "platform/win_platform.h"
+#include "platform/win_hive.h"
 #include "platform/win_text.h"
 
 namespace platform {
-
-namespace {
-
-// The predefined keys are sign-extended handle values on 64-bit Windows, so
-// they come from the system's own constants, not from the 32-bit numbers.
-HKEY RootKey(Hive hive) {
-  switch (hive) {
-    case Hive::kClassesRoot:
-      return HKEY_CLASSES_ROOT;
-    case Hive::kCurrentUser:
-      return HKEY_CURRENT_USER;
-    case Hive::kLocalMachine:
-      return HKEY_LOCAL_MACHINE;
-  }
-  return nullptr;
-}
-
-}  // namespace
 
 int32_t WinPlatform::OpenKey(Hive hive, const std::u16string& subKey, uint32_t access, RegKey* key) {
   HKEY opened = nullptr;
