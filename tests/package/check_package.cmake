@@ -3,13 +3,7 @@
 # Called by ctest with -D: BUILD_DIR, WORK_DIR, SOURCE_DIR, GENERATOR,
 # BUILD_TYPE and, for the cross build, TOOLCHAIN and EMULATOR.
 
-function(run_step what)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "${what} failed (${rc}):\n${out}\n${err}")
-  endif()
-  set(step_output "${out}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/package_steps.cmake")
 
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")

@@ -8,13 +8,7 @@
 # TOOLCHAIN and EMULATOR. Under Wine every program runs in one prefix of this
 # test's own, against Wine's real registry and shell links.
 
-function(run_step what)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "${what} failed (${rc}):\n${out}\n${err}")
-  endif()
-  set(step_output "${out}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/package_steps.cmake")
 
 # Waits for `file` to exist: each probe writes its record first thing.
 function(wait_for_file file what)
