@@ -48,13 +48,13 @@ bool MatchPattern(const std::u16string& pattern, const std::u16string& name) {
 }
 
 // NTFS orders a directory by names mapped to upper case, so '_' (0x5F)
-// comes after the letters: "1B" before "1_".
-std::u16string UpperName(const std::u16string& name) {
-  std::u16string upper = name;
-  for (char16_t& c : upper) {
-    if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - (u'a' - u'A'));
+// comes after the letters: "1B" before "1_". Compared in place.
+bool UpperNameLess(const std::u16string& a, const std::u16string& b) {
+  const auto upper = [](char16_t c) { return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - (u'a' - u'A')) : c; };
+  for (size_t i = 0; i < a.size() && i < b.size(); ++i) {
+    if (upper(a[i]) != upper(b[i])) return upper(a[i]) < upper(b[i]);
   }
-  return upper;
+  return a.size() < b.size();
 }
 
 // Runs `op` (0 or an errno value) on the path as written and, when nothing is
@@ -185,7 +185,7 @@ bool PosixPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEn
     const int ra = a.name == u"." ? 0 : a.name == u".." ? 1 : 2;
     const int rb = b.name == u"." ? 0 : b.name == u".." ? 1 : 2;
     if (ra != rb) return ra < rb;
-    return UpperName(a.name) < UpperName(b.name);
+    return UpperNameLess(a.name, b.name);
   });
   // The directory stays open with its listing: its entries are reached
   // relative to it from now on.
