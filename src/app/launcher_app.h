@@ -12,7 +12,9 @@ class CLauncherApp : public CVornApp {
   CLauncherApp();
   ~CLauncherApp();
 
-  int32_t Run(const char16_t* commandLine) override;
+  // The whole run, one method a step; each line names the file that defines
+  // the method, so the run can be followed from here.
+  int32_t Run(const char16_t* commandLine) override;  // app/launcher_app.cpp
 
   static CLauncherApp* s_instance;
 
@@ -24,32 +26,29 @@ class CLauncherApp : public CVornApp {
   const std::u16string& launcherPath() const { return m_launcherPath; }
   const std::u16string& launcherFileName() const { return m_launcherFileName; }
 
-  // Gate (auto_launch_gate.cpp).
-  bool _IsUpdating();
-  void _ShowUpdatingMessage();
-  int32_t _AutoLaunchGate();
+  // The gate between launcher processes.
+  bool _IsUpdating();            // app/auto_launch_gate.cpp
+  void _ShowUpdatingMessage();   // app/auto_launch_gate.cpp
+  int32_t _AutoLaunchGate();     // app/auto_launch_gate.cpp
 
-  // Launch (launch_exe.cpp).
-  bool _LaunchExe();
-  void _RenameVersionDir(std::u16string& mainExePath, std::u16string& versionDirName);
-  std::u16string _RenameMainExe(const std::u16string& mainExePath);
+  // The start of the main executable.
+  bool _LaunchExe();                                                                    // app/launch_exe.cpp
+  void _RenameVersionDir(std::u16string& mainExePath, std::u16string& versionDirName);  // app/launch_exe.cpp
+  std::u16string _RenameMainExe(const std::u16string& mainExePath);                     // app/launch_exe.cpp
 
-  // Ini file (launcher_ini.cpp).
-  void _WriteLauncherIni();
+  // After the start: the ini file, then the follow-ups of a normal start.
+  void _WriteLauncherIni();     // layout/launcher_ini.cpp
+  void _RepairPinnedTaskBar();  // layout/shortcuts.cpp
+  void _DeleteOldVersions();    // layout/old_versions.cpp
 
-  // Maintenance commands (src/maintenance): the broker behind the scheduled
-  // task, the task's registration and the uninstaller hand-off.
-  int32_t RunUpdate();
-  int32_t AddTaskSchedule();
-  int32_t _RunUninstaller();
+  // The maintenance commands: the broker behind the scheduled task, the
+  // task's registration and the uninstaller hand-off.
+  int32_t RunUpdate();        // maintenance/run_update.cpp
+  int32_t AddTaskSchedule();  // maintenance/task_schedule.cpp
+  int32_t _RunUninstaller();  // maintenance/uninstall_handoff.cpp
 
-  // Follow-ups of a normal start: the pinned task-bar repair
-  // (shortcuts.cpp) and the old-version clean-up (old_versions.cpp).
-  void _RepairPinnedTaskBar();
-  void _DeleteOldVersions();
-
-  // Compatibility flags (compat_flags.cpp).
-  bool _RemoveAppCompatFlagsEntry(const std::u16string& appPath);
+  // The compatibility flags of the launcher's own file.
+  bool _RemoveAppCompatFlagsEntry(const std::u16string& appPath);  // maintenance/compat_flags.cpp
 
  private:
   // CLauncherPaths.
@@ -64,17 +63,18 @@ class CLauncherApp : public CVornApp {
 };
 
 // Shows the launch failure box: "<text> failed, error=<code>, <system text>"
-// or "<text> failed unknown error", caption "Failed".
+// or "<text> failed unknown error", caption "Failed". (app/launch_exe.cpp)
 void ShowLaunchError(uint32_t errorCode, std::u16string text);
 
 // True when a process other than this one runs an executable of that file
-// name (ASCII case folded).
+// name (ASCII case folded). (app/auto_launch_gate.cpp)
 bool IsOtherProcessRunning(const std::u16string& exeFileName);
 
 // Run's early hardening: restricts implicit DLL loads to System32 on
-// Windows 8 and later.
+// Windows 8 and later. (app/launcher_app.cpp)
 void HardenDllSearchPath();
 
 // Writes the launcher's own path into the Compatibility Assistant's persisted
 // list (REG_DWORD 1). False when the key cannot be opened or written.
+// (maintenance/compat_flags.cpp)
 bool PersistCompatibilityAssistantValue();

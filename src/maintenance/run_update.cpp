@@ -17,6 +17,7 @@
 #include "app/launcher_app.h"
 #include "base/format.h"
 #include "base/log.h"
+#include "base/scoped_resource.h"
 #include "base/text.h"
 #include "layout/paths.h"
 #include "maintenance/code_signature.h"
@@ -182,7 +183,11 @@ int32_t CLauncherApp::RunUpdate() {
     LogError(u"CreateProcess failed, error=%d", os.LastError());
     return kExitStartChildFailed;
   }
-  held.Release();
+  // The child's two handles are in hand until step 12 closes them.
+  const auto closeHandle = [&os](platform::Handle handle) { os.CloseObject(handle); };
+  ScopedResource<platform::Handle> process(closeHandle, child.process);
+  ScopedResource<platform::Handle> thread(closeHandle, child.thread);
+  held.Release();  // the file started is no longer needed in place
 
   // 11. The optional wait. A value that is no number ends the process as an
   // unhandled failure does; the child keeps running.
@@ -193,9 +198,9 @@ int32_t CLauncherApp::RunUpdate() {
     const char* failure = nullptr;
     if (!ParseWaitTime(waitText, &waitMs, &failure)) EndProcessOnUnhandledFailure(failure);
     LogInfo(u"run exe wait=%d", waitMs);
-    os.WaitOne(child.process, static_cast<uint32_t>(waitMs));
+    os.WaitOne(process.get(), static_cast<uint32_t>(waitMs));
     uint32_t exitCode = 0;
-    if (os.ExitCodeOf(child.process, &exitCode)) {
+    if (os.ExitCodeOf(process.get(), &exitCode)) {
       // The line shows the status before it takes the exit code: always 0.
       LogInfo(u"ExitCode:%d", status);
       status = exitCode;
@@ -203,11 +208,11 @@ int32_t CLauncherApp::RunUpdate() {
   }
 
   // 12. The process handle, then the thread handle.
-  os.CloseObject(child.process);
-  os.CloseObject(child.thread);
+  process.Release();
+  thread.Release();
 
   // 13. Success is told to whoever waits on the named event; the handle
-  // lives until the process ends.
+  // lives until the process ends, so nothing guards it.
   if (status == 0) {
     const std::u16string eventName = m_productConfig.install_dir_name + kSuccessEventSuffix;
     platform::NamedEvents& events = platform::Service<platform::NamedEvents>();

@@ -1,13 +1,13 @@
 #include "maintenance/task_schedule.h"
 
 #include <string>
-#include <vector>
 
 #include "app/exit_codes.h"
 #include "app/launcher_app.h"
 #include "base/event_report.h"
 #include "base/format.h"
 #include "base/localized_strings.h"
+#include "base/scoped_resource.h"
 #include "base/log.h"
 #include "layout/paths.h"
 #include "maintenance/code_signature.h"
@@ -25,33 +25,12 @@ constexpr char kDescriptionKey[] = "Vorn_Installer_TaskScheduleDescription";
 // The elevated copy's parameters are composed within this many characters.
 constexpr size_t kElevatedParametersLimit = 10240;
 
-// The interfaces in hand during a registration; released in reverse order
-// of acquisition when the registration ends, whichever way it ends.
-class Held {
- public:
-  explicit Held(platform::TaskScheduler& scheduler) : scheduler_(scheduler) {}
-  ~Held() { ReleaseAll(); }
-  void Hold(platform::TaskObject object) { objects_.push_back(object); }
-  void Release(platform::TaskObject object) {
-    for (auto it = objects_.begin(); it != objects_.end(); ++it) {
-      if (*it == object) {
-        scheduler_.Release(object);
-        objects_.erase(it);
-        return;
-      }
-    }
-  }
-  void ReleaseAll() {
-    while (!objects_.empty()) {
-      scheduler_.Release(objects_.back());
-      objects_.pop_back();
-    }
-  }
+// One interface of the task scheduler in hand.
+using TaskObjectGuard = ScopedResource<platform::TaskObject>;
 
- private:
-  platform::TaskScheduler& scheduler_;
-  std::vector<platform::TaskObject> objects_;
-};
+TaskObjectGuard::Releaser ReleaseWith(platform::TaskScheduler& ts) {
+  return [&ts](platform::TaskObject object) { ts.Release(object); };
+}
 
 }  // namespace
 
@@ -59,33 +38,32 @@ int32_t OpenTaskRootFolder(platform::TaskObject* service, platform::TaskObject* 
   platform::TaskScheduler& ts = platform::Service<platform::TaskScheduler>();
   *service = nullptr;
   *folder = nullptr;
-  // COM stands initialised by the entry point already: S_FALSE is expected.
-  int32_t hr = ts.CoInitialize();
-  if (hr < 0) {
-    LogError(u"CoInitializeEx failed: %x", hr);
-    return hr;
-  }
-  platform::TaskObject opened = nullptr;
-  auto fail = [&](const char16_t* message, int32_t result) {
+  auto fail = [](const char16_t* message, int32_t result) {
     LogError(message, result);
-    ts.Release(opened);
-    ts.CoUninitialize();
     return result;
   };
+  // COM stands initialised by the entry point already: S_FALSE is expected.
+  int32_t hr = ts.CoInitialize();
+  if (hr < 0) return fail(u"CoInitializeEx failed: %x", hr);
+  // Every later failure gives back the service, then uninitialises.
+  ScopedCall uninitialize([&ts] { ts.CoUninitialize(); });
   hr = ts.CoInitializeSecurity();
   if (hr < 0 && static_cast<uint32_t>(hr) != platform::kRpcETooLate) {
     return fail(u"CoInitializeSecurity failed: %x", hr);
   }
-  hr = ts.CreateTaskService(&opened);
+  TaskObjectGuard opened(ReleaseWith(ts));
+  hr = ts.CreateTaskService(opened.receive());
   if (hr < 0) return fail(u"Failed to create an instance of ITaskService: %x", hr);
-  hr = ts.Connect(opened);
+  hr = ts.Connect(opened.get());
   if (hr < 0) return fail(u"ITaskService::Connect failed: %x", hr);
-  hr = ts.GetFolder(opened, u"\\", folder);
+  hr = ts.GetFolder(opened.get(), u"\\", folder);
   if (hr < 0) {
     *folder = nullptr;
     return fail(u"Cannot get Root Folder pointer: %x", hr);
   }
-  *service = opened;
+  // The caller holds the service and the folder and uninitialises COM.
+  *service = opened.Detach();
+  uninitialize.Dismiss();
   return 0;
 }
 
@@ -103,91 +81,83 @@ int32_t RegisterUpdateTask(const std::u16string& taskName, const std::u16string&
 int32_t RegisterUpdateTaskWith(const std::u16string& taskName, const TaskExePathSource& exePathSource,
                                const std::u16string& arguments, const std::u16string& description) {
   platform::TaskScheduler& ts = platform::Service<platform::TaskScheduler>();
-  platform::TaskObject service = nullptr;
-  platform::TaskObject folder = nullptr;
-  int32_t hr = OpenTaskRootFolder(&service, &folder);
+  platform::TaskObject openedService = nullptr;
+  platform::TaskObject openedFolder = nullptr;
+  int32_t hr = OpenTaskRootFolder(&openedService, &openedFolder);
   if (hr < 0) return hr;
-  // From here on every failure releases what is in hand, then uninitialises.
-  struct Uninitialize {
-    platform::TaskScheduler& ts;
-    ~Uninitialize() { ts.CoUninitialize(); }
-  } uninitialize{ts};
-  Held held(ts);
-  held.Hold(service);
-  held.Hold(folder);
-  auto fail = [&](const char16_t* message, int32_t result) {
+  // One guard per interface, declared where it is acquired and released at
+  // the step that is done with it; an early return releases what is still in
+  // hand, latest first, and uninitialises COM last.
+  ScopedCall uninitialize([&ts] { ts.CoUninitialize(); });
+  TaskObjectGuard service(ReleaseWith(ts), openedService);
+  TaskObjectGuard folder(ReleaseWith(ts), openedFolder);
+  auto fail = [](const char16_t* message, int32_t result) {
     LogError(message, result);
-    held.ReleaseAll();
     return result;
   };
 
-  ts.DeleteTask(folder, taskName);  // the task need not exist
+  ts.DeleteTask(folder.get(), taskName);  // the task need not exist
 
   // Decided only now, so that a task that may not name its file is gone.
   std::u16string exePath;
   hr = exePathSource(&exePath);
   if (hr < 0) return fail(u"Cannot place the launcher the task runs: %x", hr);
 
-  platform::TaskObject definition = nullptr;
-  hr = ts.NewTask(service, &definition);
-  held.Release(service);  // done with the service whatever NewTask answered
+  TaskObjectGuard definition(ReleaseWith(ts));
+  hr = ts.NewTask(service.get(), definition.receive());
+  service.Release();  // done with the service whatever NewTask answered
   if (hr < 0) return fail(u"Failed to create a task definition: %x", hr);
-  held.Hold(definition);
 
-  platform::TaskObject info = nullptr;
-  hr = ts.GetRegistrationInfo(definition, &info);
+  TaskObjectGuard info(ReleaseWith(ts));
+  hr = ts.GetRegistrationInfo(definition.get(), info.receive());
   if (hr < 0) return fail(u"Cannot get identification pointer: %x", hr);
-  held.Hold(info);
-  ts.PutAuthorNull(info);
-  hr = ts.PutDescription(info, description);
+  ts.PutAuthorNull(info.get());
+  hr = ts.PutDescription(info.get(), description);
   if (hr < 0) return fail(u"Cannot put identification info: %x", hr);
-  held.Release(info);
+  info.Release();
 
-  platform::TaskObject principal = nullptr;
-  hr = ts.GetPrincipal(definition, &principal);
+  TaskObjectGuard principal(ReleaseWith(ts));
+  hr = ts.GetPrincipal(definition.get(), principal.receive());
   if (hr < 0) return fail(u"Cannot get principal pointer: %x", hr);
-  held.Hold(principal);
-  ts.PutLogonType(principal, platform::kTaskLogonInteractiveToken);
-  ts.PutRunLevel(principal, platform::kTaskRunLevelHighest);
-  held.Release(principal);
+  ts.PutLogonType(principal.get(), platform::kTaskLogonInteractiveToken);
+  ts.PutRunLevel(principal.get(), platform::kTaskRunLevelHighest);
+  principal.Release();
 
-  platform::TaskObject settings = nullptr;
-  hr = ts.GetSettings(definition, &settings);
+  TaskObjectGuard settings(ReleaseWith(ts));
+  hr = ts.GetSettings(definition.get(), settings.receive());
   if (hr < 0) return fail(u"Cannot get settings pointer: %x", hr);
-  held.Hold(settings);
-  hr = ts.PutStartWhenAvailable(settings, true);
-  if (hr >= 0) hr = ts.PutDisallowStartIfOnBatteries(settings, false);
+  hr = ts.PutStartWhenAvailable(settings.get(), true);
+  if (hr >= 0) hr = ts.PutDisallowStartIfOnBatteries(settings.get(), false);
   if (hr < 0) return fail(u"Cannot put setting info: %x", hr);
-  held.Release(settings);
+  settings.Release();
 
-  platform::TaskObject actions = nullptr;
-  hr = ts.GetActions(definition, &actions);
+  TaskObjectGuard actions(ReleaseWith(ts));
+  hr = ts.GetActions(definition.get(), actions.receive());
   if (hr < 0) return fail(u"Cannot get Task collection pointer: %x", hr);
-  held.Hold(actions);
-  platform::TaskObject action = nullptr;
-  hr = ts.CreateAction(actions, platform::kTaskActionExec, &action);
+  TaskObjectGuard action(ReleaseWith(ts));
+  hr = ts.CreateAction(actions.get(), platform::kTaskActionExec, action.receive());
   if (hr < 0) return fail(u"Cannot create the action: %x", hr);
-  held.Hold(action);
-  held.Release(actions);
-  platform::TaskObject execAction = nullptr;
-  hr = ts.QueryExecAction(action, &execAction);
+  actions.Release();
+  TaskObjectGuard execAction(ReleaseWith(ts));
+  hr = ts.QueryExecAction(action.get(), execAction.receive());
   if (hr < 0) return fail(u"QueryInterface call failed for IExecAction: %x", hr);
-  held.Hold(execAction);
-  held.Release(action);
-  ts.PutPath(execAction, exePath);
-  hr = ts.PutArguments(execAction, arguments);
+  action.Release();
+  ts.PutPath(execAction.get(), exePath);
+  hr = ts.PutArguments(execAction.get(), arguments);
   if (hr < 0) return fail(u"Cannot set path of executable: %x", hr);
-  held.Release(execAction);
+  execAction.Release();
 
   const std::u16string userId = ts.UserName();
-  platform::TaskObject registered = nullptr;
-  hr = ts.RegisterTaskDefinition(folder, taskName, definition, platform::kTaskCreateOrUpdate, userId,
-                                 platform::kTaskLogonInteractiveToken, u"", &registered);
+  TaskObjectGuard registered(ReleaseWith(ts));
+  hr = ts.RegisterTaskDefinition(folder.get(), taskName, definition.get(), platform::kTaskCreateOrUpdate, userId,
+                                 platform::kTaskLogonInteractiveToken, u"", registered.receive());
   if (hr < 0) return fail(u"Error saving the Task : %x", hr);
-  held.Hold(registered);
 
   LogInfo(u"Success! Task successfully registered. ");
-  held.ReleaseAll();
+  folder.Release();
+  definition.Release();
+  registered.Release();
+  uninitialize.Run();
   return 0;
 }
 
