@@ -70,6 +70,7 @@ function(forget_product)
     file(REMOVE_RECURSE ${traces} ${data})
   endif()
   execute_process(COMMAND ${run} reg delete "${run_key}" /v Orvane /f OUTPUT_QUIET ERROR_QUIET)
+  execute_process(COMMAND ${run} reg delete "HKCU\\Software\\Orvane" /v InstallDir /f OUTPUT_QUIET ERROR_QUIET)
 endfunction()
 
 # The lines of the launcher's log that hold `text`.

@@ -203,6 +203,14 @@ int Install(const CProductConfig& config, const Options& options) {
   if (!WriteFileWhole(rootPath / NativePath(kIniName), ToUtf8(options.version))) {
     return FailStep(kInstallErrorUpdateLauncherIniFailed, "Orvane.ini could not be written");
   }
+#ifdef _WIN32
+  // Recorded, so that an update or uninstall that is not told the root finds it.
+  if (!SetInstalledDir(config, kInstallScopeUser, root)) {
+    return FailStep(kInstallErrorUpdateRegistryFailed, "the install location could not be recorded");
+  }
+#else
+  Say("install location: this system has no registry; not recorded");
+#endif
   RegisterTask(config, launcher);
   const std::u16string launcherPath = ToolkitPath(launcher);
   if (options.autorunSeconds) {
@@ -279,6 +287,11 @@ int Uninstall(const CProductConfig& config, const Options& options) {
   Say(DescribeTaskRemoval(RemoveUpdateTask(config, root, kLauncherFileName)));
 #ifdef _WIN32
   if (!Utils::RemoveAutorunValue(config)) return Fail("the autorun value could not be removed");
+  // The recorded location goes with the installation it names, not another's.
+  if (SameName(GetInstalledDir(config, kInstallScopeUser, false), root + u"\\") &&
+      !RemoveInstalledDir(config, kInstallScopeUser)) {
+    return Fail("the recorded install location could not be removed");
+  }
   std::error_code ignored;
   fs::remove(NativePath(StartMenuShortcut(config)), ignored);
   std::vector<CShortcutInfo> pinned;
