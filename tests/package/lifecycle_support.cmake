@@ -63,6 +63,9 @@ endfunction()
 # in the prefix (its data included), so that what the uninstall leaves is
 # seen.
 function(forget_product)
+  if(EXISTS "${task_file}")
+    execute_process(COMMAND ${run} schtasks /delete /tn OrvaneUpdateTaskMachineUA /f OUTPUT_QUIET ERROR_QUIET)
+  endif()
   product_places(places)
   product_traces(traces ${places})
   file(GLOB data "${user_dir}/AppData/Local/Orvane")
