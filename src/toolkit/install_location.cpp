@@ -13,6 +13,7 @@
 namespace {
 
 constexpr uint32_t kValueBufferBytes = 20482;
+constexpr uint32_t kErrorInvalidParameter = 87;
 
 platform::Hive HiveOf(int32_t scope) {
   return scope == kInstallScopeMachine ? platform::Hive::kLocalMachine : platform::Hive::kCurrentUser;
@@ -62,6 +63,35 @@ std::u16string GetInstalledDir(const CProductConfig& config, int32_t scope, bool
     }
   }
   return EnsureTrailingSeparator(dir);
+}
+
+bool SetInstalledDir(const CProductConfig& config, int32_t scope, const std::u16string& dir) {
+  std::vector<uint8_t> bytes;
+  for (char16_t c : dir + u'\0') {
+    bytes.push_back(static_cast<uint8_t>(c & 0xFF));
+    bytes.push_back(static_cast<uint8_t>(c >> 8));
+  }
+  const int32_t status = dir.empty() || config.product_info_key.empty()
+                             ? static_cast<int32_t>(kErrorInvalidParameter)
+                             : platform::Get().ShSetValue(HiveOf(scope), u"Software\\" + config.product_info_key,
+                                                          u"InstallDir", platform::kRegSz, bytes);
+  if (status != 0) {
+    LogError(u"SetInstalledDir, '%s' for scope %d not recorded, error=%d", dir, scope, status);
+    return false;
+  }
+  LogInfo(u"SetInstalledDir, '%s' recorded for scope %d", dir, scope);
+  return true;
+}
+
+bool RemoveInstalledDir(const CProductConfig& config, int32_t scope) {
+  const int32_t status =
+      platform::Get().ShDeleteValue(HiveOf(scope), u"Software\\" + config.product_info_key, u"InstallDir");
+  if (status != 0 && status != static_cast<int32_t>(platform::kErrorFileNotFound)) {
+    LogError(u"RemoveInstalledDir, scope %d, error=%d", scope, status);
+    return false;
+  }
+  LogInfo(u"RemoveInstalledDir, scope %d, %s", scope, std::u16string(status == 0 ? u"removed" : u"none recorded"));
+  return true;
 }
 
 std::u16string GetDefaultInstallDir(const CProductConfig& config, int32_t scope) {

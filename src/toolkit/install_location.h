@@ -22,6 +22,16 @@ enum : int32_t {
 // "Orvane.ini" counts.
 std::u16string GetInstalledDir(const CProductConfig& config, int32_t scope, bool verify);
 
+// Records `dir` as the scope's "InstallDir" (REG_SZ), so that
+// GetInstalledDir finds the installation again: an update or uninstall that
+// is not told where. False with an error line naming the function when the
+// value cannot be written (on Linux, which has no registry, always).
+bool SetInstalledDir(const CProductConfig& config, int32_t scope, const std::u16string& dir);
+
+// Removes the scope's "InstallDir". True when none is left (also when there
+// was none); false with an error line otherwise. The key itself stays.
+bool RemoveInstalledDir(const CProductConfig& config, int32_t scope);
+
 // The verified installed directory, else a fresh one, created if missing:
 // install_dir_name under Program Files for the machine, install_dir_name
 // followed by "\Application" under %LOCALAPPDATA% for the user. Trailing

@@ -77,6 +77,40 @@ TEST_F(InstallLocationTest, RegisteredDirectoryAndScope) {
   EXPECT_EQ(GetInstalledScope(config), 1);
 }
 
+// What the installer records is what GetInstalledDir reads, per scope; a
+// failed write or removal says so.
+TEST_F(InstallLocationTest, RecordedDirectoryRoundTrip) {
+  ResetLogStateForTesting();
+  OpenLogFile(base + u"\\log", u"t.log");
+  const auto logText = [this] { return orvane_test::ReadFileBytes(base_ / "log" / "t.log"); };
+  const std::u16string dir = base + u"\\install root";
+  struct Row {
+    const char* what; int32_t scope; std::u16string dir; const char* failCall; bool set, removed;
+    std::u16string readBack; const char* logged;
+  } rows[] = {
+      {"user", 1, dir, nullptr, true, true, dir + u"\\", "SetInstalledDir, "},
+      {"machine", 2, dir, nullptr, true, true, dir + u"\\", "recorded for scope 2"},
+      {"write refused", 1, dir, "ShSetValue", false, true, u"", "not recorded, error=5"},
+      {"removal refused", 1, dir, "ShDeleteValue", true, false, dir + u"\\", "RemoveInstalledDir, scope 1, error=5"},
+      {"no directory", 1, u"", nullptr, false, true, u"", "not recorded, error=87"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    fake.registry.clear();
+    const size_t before = logText().size();
+    if (row.failCall != nullptr && std::string(row.failCall) == "ShSetValue") fake.FailCall(row.failCall, 5);
+    EXPECT_EQ(SetInstalledDir(config, row.scope, row.dir), row.set);
+    EXPECT_EQ(GetInstalledDir(config, row.scope, false), row.readBack);
+    EXPECT_EQ(GetInstalledDir(config, 3 - row.scope, false), u"");  // the other scope holds nothing
+    if (row.failCall != nullptr && std::string(row.failCall) == "ShDeleteValue") fake.FailCall(row.failCall, 5);
+    EXPECT_EQ(RemoveInstalledDir(config, row.scope), row.removed);
+    EXPECT_EQ(GetInstalledDir(config, row.scope, false), row.removed ? u"" : row.readBack);
+    EXPECT_NE(logText().substr(before).find(row.logged), std::string::npos) << logText().substr(before);
+  }
+  EXPECT_TRUE(RemoveInstalledDir(config, 1));  // nothing recorded: nothing left
+  ResetLogStateForTesting();
+}
+
 TEST_F(InstallLocationTest, DefaultDirectory) {
   folders.folders[platform::kCsidlProgramFiles] = base + u"\\Program Files";
   fs::create_directories(base_ / "Program Files");

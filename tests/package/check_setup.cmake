@@ -2,46 +2,25 @@
 # tools/setup against the package as a product's installer is built, then
 # installs 1.0 from a zip, starts it through the launcher (the probe stands in
 # for the application and lingers), updates to 2.0 while 1.0 still runs, lets
-# 1.0 end, starts again (2.0 runs, 1.0 is cleared away) and uninstalls.
+# 1.0 end, starts again (2.0 runs, 1.0 is cleared away) and uninstalls; then
+# installs into the default location and uninstalls again, and finds nothing
+# of the product left but its user data.
 # Called by ctest with -D: BUILD_DIR, WORK_DIR, SOURCE_DIR, GENERATOR,
 # BUILD_TYPE, LAUNCHER, PROBE and, for the Windows build under Wine,
 # TOOLCHAIN and EMULATOR. Under Wine every program runs in one prefix of this
-# test's own, against Wine's real registry and shell links.
+# test's own, against Wine's real registry, shell links and task scheduler;
+# there the user pins the running 1.0 as the shell does, and the uninstall
+# meets a task that Wine keeps without its action's path.
 
+cmake_minimum_required(VERSION 3.25)
 include("${CMAKE_CURRENT_LIST_DIR}/package_steps.cmake")
 
-# Waits for `file` to exist: each probe writes its record first thing.
-function(wait_for_file file what)
-  foreach(i RANGE 600)
-    if(EXISTS "${file}")
-      return()
-    endif()
-    execute_process(COMMAND "${CMAKE_COMMAND}" -E sleep 0.05)
-  endforeach()
-  message(FATAL_ERROR "${what}: ${file} never appeared")
-endfunction()
-
-function(expect condition message)
-  if(${condition})
-  else()
-    message(FATAL_ERROR "${message}")
-  endif()
-endfunction()
-
-# A path as the programs under test take it: Wine sees the Linux file system
-# as drive Z:.
-function(arg_path out path)
-  if(TOOLCHAIN)
-    string(REPLACE "/" "\\" path "Z:${path}")
-  endif()
-  set(${out} "${path}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/lifecycle_support.cmake")
 
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")
 run_step("cmake --install" "${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${prefix}")
-set(configure_args -S "${SOURCE_DIR}/tools/setup" -B "${WORK_DIR}/setup-build" -G "${GENERATOR}"
-    "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}")
+set(configure_args -G "${GENERATOR}" "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}")
 set(run)
 if(TOOLCHAIN)
   file(GLOB_RECURSE config "${prefix}/*/OrvaneToolkitConfig.cmake")
@@ -52,11 +31,20 @@ if(TOOLCHAIN)
   # One prefix for the installer, the launcher and the probe, kept between
   # runs (a new one costs ten seconds or more).
   set(ENV{ORVANE_WINEPREFIX} "${WORK_DIR}-wineprefix")
+  # No menu entries of the Linux desktop for the shortcuts made here: Wine's
+  # menu builder would write them into the real home directory.
+  set(ENV{WINEDLLOVERRIDES} "winemenubuilder.exe=d")
 endif()
-run_step("configuring orvane-setup" "${CMAKE_COMMAND}" ${configure_args})
+run_step("configuring orvane-setup" "${CMAKE_COMMAND}" -S "${SOURCE_DIR}/tools/setup" -B "${WORK_DIR}/setup-build"
+         ${configure_args})
 run_step("building orvane-setup" "${CMAKE_COMMAND}" --build "${WORK_DIR}/setup-build")
 if(TOOLCHAIN)
   set(setup ${run} "${WORK_DIR}/setup-build/orvane-setup.exe")
+  # The consumer pins and reads shortcuts as the shell does.
+  run_step("configuring the consumer" "${CMAKE_COMMAND}" -S "${SOURCE_DIR}/tests/package/consumer"
+           -B "${WORK_DIR}/consumer" ${configure_args})
+  run_step("building the consumer" "${CMAKE_COMMAND}" --build "${WORK_DIR}/consumer")
+  set(consumer ${run} "${WORK_DIR}/consumer/toolkit_consumer.exe")
 else()
   set(setup "${WORK_DIR}/setup-build/orvane-setup")
 endif()
@@ -85,15 +73,25 @@ set(start_launcher ${run} "${launcher}")
 if(TOOLCHAIN)
   # Wine's own profile: the programs see its LOCALAPPDATA and APPDATA.
   set(profile "$ENV{ORVANE_WINEPREFIX}/drive_c/users/*")
-  # The product's data of an earlier run of this test goes first.
-  file(GLOB old_data "${profile}/AppData/Local/Orvane")
-  if(old_data)
-    file(REMOVE_RECURSE ${old_data})
-  endif()
+  set(wine_c "$ENV{ORVANE_WINEPREFIX}/drive_c")
+  # The first program run in a new prefix makes the profile.
+  run_step("starting Wine" ${run} cmd /c "exit 0")
+  file(GLOB user_dir LIST_DIRECTORIES true "${profile}")
+  list(FILTER user_dir EXCLUDE REGEX "/[Pp]ublic$")
+  set(local "${user_dir}/AppData/Local")
+  set(pinned_dir "${user_dir}/AppData/Roaming/Microsoft/Internet Explorer/Quick Launch/User Pinned/TaskBar")
+  set(task_file "${wine_c}/windows/system32/tasks/OrvaneUpdateTaskMachineUA")
+  product_places(places)
+  # What an earlier run of this test may have left of the product goes first.
+  forget_product()
 else()
-  set(ENV{LOCALAPPDATA} "${WORK_DIR}/local")
+  set(local "${WORK_DIR}/local")
+  set(ENV{LOCALAPPDATA} "${local}")
   set(ENV{APPDATA} "${WORK_DIR}/roaming")
+  set(places "${local}" "${WORK_DIR}/roaming")
 endif()
+set(data "${local}/Orvane/User Data")
+set(launcher_log "${data}/sdk_storage/log/Orvane-launcher.log")
 
 # The probe's record and hold files, as the probe takes them.
 function(probe_env record hold)
@@ -127,11 +125,6 @@ expect("ini;STREQUAL;1.0" "Orvane.ini holds '${ini}'")
 string(REGEX MATCHALL "update task: [^\n]*" task_lines "${install_output}")
 list(LENGTH task_lines task_count)
 expect("task_count;EQUAL;1" "the task's outcome should be said once:\n${install_output}")
-if(TOOLCHAIN)
-  file(GLOB data "${profile}/AppData/Local/Orvane/User Data")
-else()
-  set(data "${WORK_DIR}/local/Orvane/User Data")
-endif()
 file(STRINGS "${data}/update/install_report.json" stages REGEX "install_stage")
 list(LENGTH stages stage_count)
 expect("stage_count;GREATER;5" "stage reports missing: ${stages}")
@@ -143,17 +136,28 @@ if(TOOLCHAIN)
   expect("step_output;MATCHES;--launch_from=auto-launch --auto_launch_delay_seconds=30" "autorun value: ${step_output}")
   file(GLOB start_menu "${profile}/AppData/Roaming/Microsoft/Windows/Start Menu/Programs/Orvane.lnk")
   expect("start_menu" "no Start-menu shortcut:\n${install_output}")
-  message(STATUS "install: autorun value and ${start_menu}")
-  # Pinning copies the shortcut into the task bar's folder, as the shell does.
-  get_filename_component(roaming "${start_menu}/../../../../.." ABSOLUTE)
-  set(pinned_dir "${roaming}/Microsoft/Internet Explorer/Quick Launch/User Pinned/TaskBar")
-  file(MAKE_DIRECTORY "${pinned_dir}")
-  file(COPY_FILE "${start_menu}" "${pinned_dir}/Orvane.lnk")
+  run_step("reading the install location" ${run} reg query "HKCU\\Software\\Orvane" /v InstallDir)
+  string(FIND "${step_output}" "${root_arg}" at)
+  expect("NOT;at;EQUAL;-1" "the install location is not recorded: ${step_output}")
+  message(STATUS "install: autorun value, install location and ${start_menu}")
 endif()
 
 # Start 1.0 and keep it; a second install refuses while it runs.
 probe_env(run1.json release1)
 start("the first start" run1.json)
+if(TOOLCHAIN)
+  # The user pins the running 1.0, and the shell writes the shortcut: aimed at
+  # the main executable in its version directory, with the window's ID.
+  file(MAKE_DIRECTORY "${pinned_dir}")
+  arg_path(pinned_arg "${pinned_dir}/Orvane.lnk")
+  run_step("pinning 1.0" ${consumer} --pin "${pinned_arg}" "${root_arg}\\app\\Orvane.exe")
+  run_step("reading the pinned shortcut" ${consumer} --read-shortcut "${pinned_arg}")
+  string(REGEX MATCH "appid (0x[0-9a-f]+) ([^\r\n]*)" _ "${step_output}")
+  set(pinned_id_answer "${CMAKE_MATCH_1}")
+  set(pinned_id "${CMAKE_MATCH_2}")
+  expect("step_output;MATCHES;target [^\n]*app.Orvane.exe" "the pinned shortcut's target:\n${step_output}")
+  message(STATUS "pinned: ${pinned_arg}, its AppUserModelID reads back '${pinned_id}' (${pinned_id_answer})")
+endif()
 probe_env(unused.json "")
 execute_process(COMMAND ${setup} install "${zip_1.0.zip}" --version 1.0 --root "${root_arg}"
                 --launcher "${launcher_arg}" RESULT_VARIABLE rc ERROR_VARIABLE err)
@@ -184,8 +188,12 @@ foreach(case "broken.zip|2.0|did not unpack" "2.0.zip|app|names the copy in use"
   expect("running;STREQUAL;1.0;AND;ini;STREQUAL;app" "a failed update touched the running copy (${running}, ini ${ini})")
 endforeach()
 
-# Update to 2.0 while 1.0 runs.
-run_step("update to 2.0" ${setup} update "${zip_2.0.zip}" --version 2.0 --root "${root_arg}" --md5 "${md5}")
+# Update to 2.0 while 1.0 runs; under Wine from the recorded location.
+set(update_root --root "${root_arg}")
+if(TOOLCHAIN)
+  set(update_root)
+endif()
+run_step("update to 2.0" ${setup} update "${zip_2.0.zip}" --version 2.0 ${update_root} --md5 "${md5}")
 file(READ "${root}/Orvane.ini" ini)
 file(READ "${root}/2.0/release.txt" staged)
 expect("ini;STREQUAL;2.0;AND;staged;STREQUAL;2.0" "the update did not stage 2.0 (ini ${ini})")
@@ -235,20 +243,85 @@ else()
 endif()
 expect("versions;STREQUAL;${expected_root}" "after the switch the root holds: ${versions}")
 message(STATUS "update: 2.0 runs, root holds ${versions}")
+if(TOOLCHAIN)
+  # The start that switched repaired the pinned shortcuts: it matched this one
+  # by its target below the install root, and rewrites it to the launcher only
+  # when it carries the product's AppUserModelID. Wine keeps no such ID in a
+  # shell link, so there the shortcut is matched and left as it was.
+  arg_path(launcher_win "${launcher}")
+  run_step("reading the pinned shortcut" ${consumer} --read-shortcut "${pinned_arg}")
+  log_lines(matched "${launcher_log}" "Matched shortcut")
+  log_lines(decided "${launcher_log}" "PinnedTaskBar Lnked_exe")
+  list(LENGTH matched matched_count)
+  expect("matched_count;EQUAL;1" "the repair did not match the pinned shortcut once: ${matched}")
+  if(pinned_id STREQUAL "com.electron.Orvane")
+    expect("decided;MATCHES;redirect" "a pinned shortcut of the product was not redirected: ${decided}")
+    string(FIND "${step_output}" "target ${launcher_win}" at)
+    expect("NOT;at;EQUAL;-1" "the pinned shortcut does not aim at ${launcher_win}:\n${step_output}")
+    message(STATUS "pinned: redirected to the launcher")
+  else()
+    expect("decided;MATCHES;do nothing" "a pinned shortcut without the product's ID was changed: ${decided}")
+    expect("step_output;MATCHES;target [^\n]*app.Orvane.exe" "the pinned shortcut changed:\n${step_output}")
+    message(STATUS "pinned: matched by target and left (${decided}): no AppUserModelID (${pinned_id_answer})")
+  endif()
+endif()
 
 # Uninstall while 2.0 runs: its process is ended and nothing of the product
 # is left: the root, the autorun value, the shortcuts.
 probe_env(run3.json never)
 start("the third start" run3.json)
 probe_env(unused.json "")
-run_step("uninstall" ${setup} uninstall --root "${root_arg}")
-expect("step_output;MATCHES;processes ended: 1" "the running application was not ended:\n${step_output}")
-expect("NOT;EXISTS;${root}" "the install root stayed")
-message(STATUS "uninstall: ${step_output}")
 if(TOOLCHAIN)
-  execute_process(COMMAND ${run} reg query "HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Run" /v Orvane
-                  RESULT_VARIABLE rc OUTPUT_QUIET ERROR_QUIET)
-  expect("NOT;rc;EQUAL;0" "the autorun value stayed")
+  # A task that names this root's launcher, as a per-machine install's does
+  # (the install registered none here: see its line above). Wine keeps the
+  # task but not its action's path.
+  string(REPLACE "&" "&amp;" command_xml "${launcher_arg}")
+  file(WRITE "${WORK_DIR}/task.xml" "<?xml version=\"1.0\"?>\n<Task version=\"1.2\" "
+       "xmlns=\"http://schemas.microsoft.com/windows/2004/02/mit/task\"><Actions Context=\"Author\"><Exec>"
+       "<Command>${command_xml}</Command><Arguments>--command=run_update</Arguments></Exec></Actions></Task>\n")
+  arg_path(task_xml "${WORK_DIR}/task.xml")
+  run_step("registering a task" ${run} schtasks /create /tn OrvaneUpdateTaskMachineUA /xml "${task_xml}")
+endif()
+run_step("uninstall" ${setup} uninstall --root "${root_arg}")
+set(uninstall_output "${step_output}")
+expect("uninstall_output;MATCHES;processes ended: 1" "the running application was not ended:\n${uninstall_output}")
+expect("NOT;EXISTS;${root}" "the install root stayed")
+message(STATUS "uninstall: ${uninstall_output}")
+if(TOOLCHAIN)
+  foreach(value "${run_key}|Orvane" "HKCU\\Software\\Orvane|InstallDir")
+    string(REPLACE "|" ";/v;" value "${value}")
+    execute_process(COMMAND ${run} reg query ${value} RESULT_VARIABLE rc OUTPUT_QUIET ERROR_QUIET)
+    expect("NOT;rc;EQUAL;0" "the value ${value} stayed")
+  endforeach()
   file(GLOB left_links "${start_menu}" "${pinned_dir}/Orvane.lnk")
   expect("NOT;left_links" "shortcuts stayed: ${left_links}")
+  # Wine's answer to the task's removal: the task is found, its action reads
+  # back without a path, so it is taken for another installation's and stays.
+  # (That the removal deletes a task naming the launcher, and in which order,
+  # is shown against the fake scheduler: UninstallTaskTest.)
+  set(setup_log "${data}/setup.log")
+  log_lines(removal "${setup_log}" "task path not match")
+  expect("removal;AND;EXISTS;${task_file}" "Wine's scheduler answered otherwise: ${uninstall_output} ${removal}")
+  message(STATUS "uninstall under Wine: the task stays, its action has no path (${removal})")
+  run_step("removing Wine's task" ${run} schtasks /delete /tn OrvaneUpdateTaskMachineUA /f)
 endif()
+
+# Install into the default location (no --root: the user's scope) and
+# uninstall from there; then nothing of the product is left but its data.
+run_step("install into the default location" ${setup} install "${zip_1.0.zip}" --version 1.0 --autorun 5
+         --launcher "${launcher_arg}")
+set(default_root "${local}/Orvane/Application")
+expect("EXISTS;${default_root}/1.0/Orvane.exe;AND;EXISTS;${default_root}/Orvane.ini"
+       "the default install is not in ${default_root}:\n${step_output}")
+run_step("uninstall from the default location" ${setup} uninstall)
+expect("NOT;EXISTS;${default_root}" "the default install root stayed:\n${step_output}")
+product_traces(traces ${places})
+expect("NOT;traces" "the product left: ${traces}")
+if(TOOLCHAIN)
+  foreach(value "${run_key}|Orvane" "HKCU\\Software\\Orvane|InstallDir")
+    string(REPLACE "|" ";/v;" value "${value}")
+    execute_process(COMMAND ${run} reg query ${value} RESULT_VARIABLE rc OUTPUT_QUIET ERROR_QUIET)
+    expect("NOT;rc;EQUAL;0" "the value ${value} of the default install stayed")
+  endforeach()
+endif()
+message(STATUS "default location: ${default_root}; after its uninstall nothing of the product is left but its data")

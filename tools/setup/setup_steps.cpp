@@ -12,6 +12,7 @@
 #include "setup_paths.h"
 #include "setup_process.h"
 #include "setup_report.h"
+#include "setup_task.h"
 #include "toolkit/autorun.h"
 #include "toolkit/file_md5.h"
 #include "toolkit/icon_cache.h"
@@ -20,7 +21,6 @@
 #include "toolkit/process_end.h"
 #include "toolkit/process_finders.h"
 #include "toolkit/shortcut_create.h"
-#include "toolkit/task_housekeeping.h"
 #include "toolkit/zip_extract.h"
 
 namespace fs = std::filesystem;
@@ -203,6 +203,14 @@ int Install(const CProductConfig& config, const Options& options) {
   if (!WriteFileWhole(rootPath / NativePath(kIniName), ToUtf8(options.version))) {
     return FailStep(kInstallErrorUpdateLauncherIniFailed, "Orvane.ini could not be written");
   }
+#ifdef _WIN32
+  // Recorded, so that an update or uninstall that is not told the root finds it.
+  if (!SetInstalledDir(config, kInstallScopeUser, root)) {
+    return FailStep(kInstallErrorUpdateRegistryFailed, "the install location could not be recorded");
+  }
+#else
+  Say("install location: this system has no registry; not recorded");
+#endif
   RegisterTask(config, launcher);
   const std::u16string launcherPath = ToolkitPath(launcher);
   if (options.autorunSeconds) {
@@ -276,20 +284,14 @@ int Uninstall(const CProductConfig& config, const Options& options) {
   if (Utils::EndProcesses(found, 5000) != 0) return Fail("a process of the product could not be ended");
   Say("processes ended: " + std::to_string(found.size()));
 
-  // The task is removed only where its action names this root's launcher or
-  // the task's launcher copy; another installation's task stays.
-  const std::u16string taskName = config.install_dir_name + u"UpdateTaskMachineUA";
-  const std::u16string copy = GetTaskLauncherCopyPath(config);
-  const int32_t hr = DeleteUpdateTask(taskName, JoinPath(root, ToolkitPath(fs::path(kLauncherFileName))));
-  if (!copy.empty()) {
-    DeleteUpdateTask(taskName, copy);
-    RemoveTaskLauncherCopy(config);
-  }
-  char task[64];
-  std::snprintf(task, sizeof(task), "update task: removal answered 0x%08x", static_cast<uint32_t>(hr));
-  Say(task);
+  Say(DescribeTaskRemoval(RemoveUpdateTask(config, root, kLauncherFileName)));
 #ifdef _WIN32
   if (!Utils::RemoveAutorunValue(config)) return Fail("the autorun value could not be removed");
+  // The recorded location goes with the installation it names, not another's.
+  if (SameName(GetInstalledDir(config, kInstallScopeUser, false), root + u"\\") &&
+      !RemoveInstalledDir(config, kInstallScopeUser)) {
+    return Fail("the recorded install location could not be removed");
+  }
   std::error_code ignored;
   fs::remove(NativePath(StartMenuShortcut(config)), ignored);
   std::vector<CShortcutInfo> pinned;

@@ -15,6 +15,13 @@
 //     records the directory as the user's install location under
 //     Software\<key>, reads it back with the toolkit, prints "installed <dir>"
 //     and removes the key again; 0 when the toolkit read the directory.
+//   toolkit_consumer --pin <lnk> <target>   (Windows)
+//     writes the shortcut as the shell pins a running window: aimed at the
+//     target, carrying the product's AppUserModelID; 0 when it was saved.
+//   toolkit_consumer --read-shortcut <lnk>   (Windows)
+//     prints "target <path>" as the toolkit reads it, and "appid <hr> <id>":
+//     the property store's own answer for System.AppUserModel.ID and the ID
+//     the toolkit read; 0 when a target was read.
 //
 // 1 for a failure, 2 for a wrong command line.
 #include <algorithm>
@@ -23,14 +30,18 @@
 #include <string>
 #include <vector>
 
+#include "layout/shortcuts.h"
 #include "toolkit/file_md5.h"
 #include "toolkit/install_location.h"
 #include "toolkit/install_report.h"
 #include "toolkit/process_finders.h"
+#include "toolkit/shortcut_create.h"
 #include "toolkit/zip_extract.h"
 
 #ifdef _WIN32
 #include <windows.h>
+#include <propsys.h>
+#include <shobjidl.h>
 #else
 #include <spawn.h>
 #include <sys/wait.h>
@@ -123,6 +134,49 @@ int ReadRegistryLocation(const wchar_t* key, const wchar_t* dir) {
   std::fflush(stdout);
   return installed == ToolkitPath(dir) + u"\\" ? 0 : 1;
 }
+
+
+int Pin(const wchar_t* lnk, const wchar_t* target) {
+  CProductConfig config;
+  config.product_info_key = u"Orvane";
+  const std::u16string path = ToolkitPath(target);
+  return Utils::CreateShortcut(ToolkitPath(lnk), path, u"", path.substr(0, path.rfind(u'\\') + 1),
+                               Utils::GetProductAppUserModelId(config))
+             ? 0
+             : 1;
+}
+
+// System.AppUserModel.ID.
+const PROPERTYKEY kAppUserModelId = {{0x9F4C2855, 0x9F79, 0x4B39, {0xA8, 0xD0, 0xE1, 0xD4, 0x2D, 0xE1, 0xD5, 0xF3}}, 5};
+
+// The AppUserModelID as the shell link's property store answers for it,
+// beside what the toolkit made of it.
+int ReadPinned(const wchar_t* lnk) {
+  CShortcutInfo info;
+  const bool read = ReadShortcut(ToolkitPath(lnk), &info);
+  HRESULT hr = E_FAIL;
+  IShellLinkW* link = nullptr;
+  if (SUCCEEDED(::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+                                   reinterpret_cast<void**>(&link)))) {
+    IPersistFile* file = nullptr;
+    IPropertyStore* store = nullptr;
+    if (SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) &&
+        SUCCEEDED(file->Load(lnk, STGM_READ)) &&
+        SUCCEEDED(hr = link->QueryInterface(IID_IPropertyStore, reinterpret_cast<void**>(&store)))) {
+      PROPVARIANT value;
+      PropVariantInit(&value);
+      hr = store->GetValue(kAppUserModelId, &value);
+      PropVariantClear(&value);
+      store->Release();
+    }
+    if (file != nullptr) file->Release();
+    link->Release();
+  }
+  std::printf("target %s\nappid 0x%08lx %s\n", Narrow(info.exePath).c_str(), static_cast<unsigned long>(hr),
+              Narrow(info.appUserModelId).c_str());
+  std::fflush(stdout);
+  return read ? 0 : 1;
+}
 #endif
 
 int PrintMd5(const ArgChar* file) {
@@ -139,12 +193,16 @@ int Run(int argc, ArgChar** argv) {
   if (mode == u"--md5" && argc == 3) return PrintMd5(argv[2]);
 #ifdef _WIN32
   if (mode == u"--registry" && argc == 4) return ReadRegistryLocation(argv[2], argv[3]);
+  if (mode == u"--pin" && argc == 4) return Pin(argv[2], argv[3]);
+  if (mode == u"--read-shortcut" && argc == 3) return ReadPinned(argv[2]);
 #endif
   if (argc != 3) {
     std::fprintf(stderr, "usage: toolkit_consumer <archive.zip> <target directory>\n"
                          "       toolkit_consumer --find <install root> <main executable> <release file>\n"
                          "       toolkit_consumer --md5 <file>\n"
-                         "       toolkit_consumer --registry <key> <directory>\n");
+                         "       toolkit_consumer --registry <key> <directory>\n"
+                         "       toolkit_consumer --pin <lnk> <target>\n"
+                         "       toolkit_consumer --read-shortcut <lnk>\n");
     return 2;
   }
   int32_t last = -1;
@@ -172,7 +230,11 @@ int Run(int argc, ArgChar** argv) {
 }  // namespace
 
 #ifdef _WIN32
-int wmain(int argc, wchar_t** argv) { return Run(argc, argv); }
+int wmain(int argc, wchar_t** argv) {
+  // The shell-link calls expect COM on this thread, as an installer's entry provides it.
+  ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  return Run(argc, argv);
+}
 #else
 int main(int argc, char** argv) { return Run(argc, argv); }
 #endif
