@@ -13,6 +13,7 @@
 #include <cerrno>
 
 #include "platform/posix_listing_cache.h"
+#include "platform/posix_case_index.h"
 #include "platform/posix_platform.h"
 #include "platform/unicode.h"
 
@@ -110,6 +111,7 @@ bool PosixPlatform::DeleteOneFile(const std::u16string& path) {
     SetError(MapErrno(err, p));
     return false;
   }
+  posix::NoteNameRemoved(p);
   Listings().Forget(path);
   SetError(kErrorSuccess);
   return true;
@@ -127,6 +129,7 @@ bool PosixPlatform::RemoveOneDirectory(const std::u16string& path) {
                                                : MapErrno(err, p));
     return false;
   }
+  posix::NoteNameRemoved(p);
   Listings().Forget(path);
   SetError(kErrorSuccess);
   return true;

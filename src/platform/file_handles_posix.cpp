@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "platform/file_handles.h"
+#include "platform/posix_case_index.h"
 #include "platform/posix_platform.h"
 #include "platform/service.h"
 
@@ -106,6 +107,7 @@ class PosixFileHandles final : public FileHandles {
       SetError(MapErrno(errno, p));
       return InvalidFileHandle();
     }
+    if (disposition != kOpenExisting && !existed) posix::NoteNameAdded(p);
     SetError(existed ? kErrorAlreadyExists : kErrorSuccess);
     return new PosixFile{fd};
   }
@@ -212,6 +214,7 @@ class PosixFileHandles final : public FileHandles {
       SetError(MapErrno(errno, p, true));
       return false;
     }
+    posix::NoteNameAdded(p);
     return true;
   }
 

@@ -11,6 +11,7 @@
 #include <cstdio>
 
 #include "platform/posix_listing_cache.h"
+#include "platform/posix_case_index.h"
 #include "platform/posix_platform.h"
 #include "platform/unicode.h"
 
@@ -80,7 +81,9 @@ int32_t PosixPlatform::MakeDirectoryTree(const std::u16string& path) {
   while (true) {
     const size_t slash = p.find('/', pos);
     const std::string prefix = slash == std::string::npos ? p : p.substr(0, slash);
-    if (!prefix.empty() && ::mkdir(prefix.c_str(), 0777) != 0) {
+    if (!prefix.empty() && ::mkdir(prefix.c_str(), 0777) == 0) {
+      posix::NoteNameAdded(prefix);
+    } else if (!prefix.empty()) {
       const int err = errno;
       const bool last = slash == std::string::npos;
       if (err == EEXIST && ::stat(prefix.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
@@ -147,6 +150,8 @@ bool PosixPlatform::MovePath(const std::u16string& from, const std::u16string& t
     SetError(err == EEXIST || err == ENOTEMPTY ? kErrorAlreadyExists : MapErrno(err, dst, true));
     return false;
   }
+  posix::NoteNameRemoved(src);
+  posix::NoteNameAdded(dst);
   // Listings that held either name, or lie below it, no longer tell the truth.
   posix::Listings().Forget(from);
   posix::Listings().Forget(to);
@@ -184,6 +189,7 @@ std::FILE* PosixPlatform::OpenStream(const std::u16string& path, const char* mod
     SetError(errno == ENXIO ? kErrorAccessDenied : MapErrno(errno, p));
     return nullptr;
   }
+  if (write) posix::NoteNameAdded(p);
   // _wfopen opens files only: a directory, FIFO, socket or device is
   // refused as access denied, as CreateFileW refuses a directory.
   struct stat st;

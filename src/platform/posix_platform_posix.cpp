@@ -8,6 +8,7 @@
 
 #include <cerrno>
 
+#include "platform/posix_case_index.h"
 #include "platform/unicode.h"
 
 namespace platform {
@@ -140,17 +141,8 @@ std::string ResolveExisting(const std::string& path, bool* exists) {
     *exists = true;
     return joined;
   }
-  DIR* dir = ::opendir(resolvedParent.empty() ? "." : resolvedParent.c_str());
-  if (dir == nullptr) return joined;
   std::string match;
-  while (const dirent* entry = ::readdir(dir)) {
-    if (EqualsIgnoreAsciiCase(std::string(entry->d_name), name)) {
-      match = entry->d_name;
-      break;
-    }
-  }
-  ::closedir(dir);
-  if (match.empty()) return joined;
+  if (!FindNameIgnoringCase(resolvedParent, name, &match)) return joined;
   *exists = true;
   return resolvedParent.empty() ? match : resolvedParent == "/" ? "/" + match : resolvedParent + "/" + match;
 }
