@@ -77,4 +77,39 @@ TEST_F(ZipReaderTest, ABrokenCentralHeaderStopsTheWalk) {
   EXPECT_EQ(std::u16string(entry.name), u"f0");
 }
 
+// The walk needs a new block of the central directory where the archive
+// cannot be sought: that header is unreadable, not the bytes of the block
+// held before. The walk stops there, no item past it is reported under
+// another item's name, and nothing past it is read again.
+TEST_F(ZipReaderTest, ACentralBlockThatCannotBeReachedStopsTheWalk) {
+  Archive archive;
+  for (int i = 0; i < 400; ++i) archive.items.push_back(MakeItem(std::string(60, 'n') + std::to_string(i), "", 0));
+  ASSERT_NE(Open(archive), nullptr);
+  ZipEntry entry;
+  ASSERT_EQ(GetZipItem(zip, 0, &entry), ZR_OK);
+  platform::FakeFileHandles fake;
+  // Seeks fail from here on. The local headers follow one another and need
+  // none; the second block of the directory does.
+  fake.FailOp("SetFilePointer", 131);
+  int32_t firstUnnamed = -1;
+  int readsThen = 0;
+  for (int32_t i = 1; i < 400; ++i) {
+    const uint32_t result = GetZipItem(zip, i, &entry);
+    const std::u16string name = entry.name;
+    if (!name.empty()) {
+      EXPECT_EQ(result, ZR_OK) << i;
+      EXPECT_EQ(name, orvane_test::Wide(archive.items[i].name)) << i;
+      EXPECT_EQ(firstUnnamed, -1) << i;
+    } else if (firstUnnamed < 0) {
+      firstUnnamed = i;
+      readsThen = fake.CallCount("ReadFile");
+    }
+    if (name.empty()) EXPECT_EQ(result, ZR_CORRUPT) << i;
+  }
+  // The first block holds about 150 of the 106-byte headers.
+  EXPECT_GT(firstUnnamed, 100);
+  EXPECT_LT(firstUnnamed, 200);
+  EXPECT_EQ(fake.CallCount("ReadFile"), readsThen);
+}
+
 }  // namespace

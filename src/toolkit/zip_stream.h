@@ -33,7 +33,9 @@ class ArchiveStream {
   bool ReadAt(uint64_t pos, void* buffer, uint32_t bytes) { return Seek(pos) && Read(buffer, bytes) == bytes; }
   // Up to `bytes` from `pos`: the count read, short at the end of the
   // stream; -1 when the position cannot be reached.
-  int64_t ReadSome(uint64_t pos, void* buffer, uint32_t bytes) { return Seek(pos) ? Read(buffer, bytes) : -1; }
+  int64_t ReadSome(uint64_t pos, void* buffer, uint32_t bytes) {
+    return Seek(pos) ? static_cast<int64_t>(Read(buffer, bytes)) : -1;
+  }
 
  private:
   platform::Handle handle_ = platform::InvalidFileHandle();
