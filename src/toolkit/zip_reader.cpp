@@ -66,9 +66,7 @@ uint32_t ZipReader::Open() {
 zip::ProducedItem* ZipReader::Produce(int32_t index, uint32_t* result) {
   *result = ZR_OK;
   if (index == last_.index) return &last_;
-  last_.index = -1;
-  last_.data.preloaded = 0;
-  last_.entry = ZipEntry();
+  last_ = zip::ProducedItem();
   last_.entry.index = index;
   const zip::CentralHeader* central = walk_->Reach(stream, index);
   *result = central == nullptr ? ZR_CORRUPT : zip::DecodeEntry(stream, *central, items_.InputBlock(), &last_);
