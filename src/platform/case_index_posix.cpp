@@ -135,7 +135,13 @@ bool FindNameIgnoringCase(const std::string& dir, const std::string& name, std::
   return false;
 }
 
-void NoteNameAdded(const std::string& posixPath) {
+namespace {
+
+// Applies this process's change of `posixPath`'s entry to its directory's
+// index, if that directory is indexed: `change` edits the names that fold
+// like the entry's name, and the index takes the directory's new state.
+template <class Change>
+void NoteChange(const std::string& posixPath, Change change) {
   std::string dir, name;
   Split(posixPath, &dir, &name);
   DirIndex* index = Lookup(dir);
@@ -145,28 +151,25 @@ void NoteNameAdded(const std::string& posixPath) {
     index->mtime = {};  // no longer the directory listed: list it again
     return;
   }
-  std::vector<std::string>& names = index->byFolded[Folded(name)];
-  if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+  const std::string folded = Folded(name);
+  std::vector<std::string>& names = index->byFolded[folded];
+  change(names, name);
+  if (names.empty()) index->byFolded.erase(folded);
   TakeState(index, st);
 }
 
+}  // namespace
+
+void NoteNameAdded(const std::string& posixPath) {
+  NoteChange(posixPath, [](std::vector<std::string>& names, const std::string& name) {
+    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+  });
+}
+
 void NoteNameRemoved(const std::string& posixPath) {
-  std::string dir, name;
-  Split(posixPath, &dir, &name);
-  DirIndex* index = Lookup(dir);
-  if (index == nullptr) return;
-  struct stat st;
-  if (::stat(dir.empty() ? "." : dir.c_str(), &st) != 0 || st.st_dev != index->dev || st.st_ino != index->ino) {
-    index->mtime = {};
-    return;
-  }
-  const auto found = index->byFolded.find(Folded(name));
-  if (found != index->byFolded.end()) {
-    std::vector<std::string>& names = found->second;
+  NoteChange(posixPath, [](std::vector<std::string>& names, const std::string& name) {
     names.erase(std::remove(names.begin(), names.end(), name), names.end());
-    if (names.empty()) index->byFolded.erase(found);
-  }
-  TakeState(index, st);
+  });
 }
 
 uint64_t CaseIndexListingsForTesting() { return ThreadIndexes().listings; }
