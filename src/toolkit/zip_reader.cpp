@@ -12,7 +12,8 @@
 #include <vector>
 
 #include "base/text.h"
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
 #include "platform/service.h"
 
 namespace {
@@ -605,7 +606,7 @@ bool ZipReader::MakeTree(const std::u16string& root, const std::u16string& path)
     if (!root.empty()) Io().CreateOneDirectory(root);
     return true;
   }
-  if (Io().CreateOneDirectory(full) || platform::Get().LastError() != kErrorPathNotFound) return true;
+  if (Io().CreateOneDirectory(full) || platform::LastError() != kErrorPathNotFound) return true;
   size_t cut = rel.size();
   while (cut > 0 && !IsSeparator(rel[cut - 1])) --cut;
   if (cut > 0) {
@@ -795,7 +796,7 @@ uint32_t CheckHandle(ZipHandle zip) {
 }
 
 ZipHandle OpenReader(std::unique_ptr<ZipReader> reader, const char* password) {
-  std::u16string base = platform::Get().CurrentDirectory();
+  std::u16string base = platform::Service<platform::Environment>().CurrentDirectory();
   if (base.empty() || !IsSeparator(base.back())) base += u'\\';
   reader->base = base;
   if (password != nullptr) {
