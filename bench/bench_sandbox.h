@@ -13,7 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/platform.h"
+#include "platform/clock.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
+#include "platform/processes.h"
 #include "platform/unicode.h"
 
 // The built programs; the build defines these, a run may name others.
@@ -56,7 +59,8 @@ class Sandbox {
  public:
   Sandbox(const fs::path& launcher, const fs::path& probe, const std::string& name) {
     std::error_code ec;
-    base_ = fs::temp_directory_path(ec) / (name + "-" + std::to_string(platform::Get().ProcessId()));
+    base_ = fs::temp_directory_path(ec) /
+            (name + "-" + std::to_string(platform::Service<platform::Environment>().ProcessId()));
     fs::remove_all(base_, ec);
     root_ = base_ / "root";
     fs::create_directories(root_ / "app");
@@ -72,16 +76,16 @@ class Sandbox {
     SetEnv(u"APPDATA", Native16(base_ / "roaming"));
     SetEnv(u"ORVANE_OBJECT_NAMESPACE", Native16(base_ / "objects"));
     SetEnv(u"ORVANE_PROBE_RECORD", Native16(record_));
-    platform::Get().SetEnv(u"ORVANE_PROBE_STAY_MS", nullptr);
-    platform::Get().SetEnv(u"DISPLAY", nullptr);
-    platform::Get().SetEnv(u"WAYLAND_DISPLAY", nullptr);
+    for (const char16_t* name : {u"ORVANE_PROBE_STAY_MS", u"DISPLAY", u"WAYLAND_DISPLAY"}) {
+      platform::Service<platform::Environment>().SetEnv(name, nullptr);
+    }
   }
   ~Sandbox() {
     std::error_code ec;
     for (int i = 0; i < 20; ++i) {
       fs::remove_all(base_, ec);
       if (!fs::exists(base_, ec)) break;
-      platform::Get().SleepMs(100);
+      platform::Service<platform::Clock>().SleepMs(100);
     }
   }
 
@@ -97,9 +101,9 @@ class Sandbox {
 
   // start_ns of the last record once there are `count` of them; 0 on time-out.
   uint64_t WaitForStartNs(size_t count, uint32_t timeoutMs) const {
-    platform::Platform& p = platform::Get();
-    const uint64_t deadline = p.MonotonicNs() + uint64_t{timeoutMs} * 1000000;
-    while (p.MonotonicNs() < deadline) {
+    auto& clock = platform::Service<platform::Clock>();
+    const uint64_t deadline = clock.MonotonicNs() + uint64_t{timeoutMs} * 1000000;
+    while (clock.MonotonicNs() < deadline) {
       std::ifstream in(record_, std::ios::binary);
       std::stringstream text;
       text << in.rdbuf();
@@ -112,14 +116,14 @@ class Sandbox {
         const size_t at = last.find(key);
         return at == std::string::npos ? 0 : std::strtoull(last.c_str() + at + key.size(), nullptr, 10);
       }
-      p.SleepMs(1);
+      clock.SleepMs(1);
     }
     return 0;
   }
 
  private:
   static void SetEnv(const std::u16string& name, const std::u16string& value) {
-    platform::Get().SetEnv(name, &value);
+    platform::Service<platform::Environment>().SetEnv(name, &value);
   }
 
   fs::path base_;

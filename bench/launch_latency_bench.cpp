@@ -64,32 +64,32 @@ std::string ReadWholeFile(const bench::fs::path& path) {
 // Starts the command line with the argument `tag` added, waits for the
 // process to end, then for the probe's record of that tag.
 StartOutcome TimeTaggedStart(const bench::Sandbox& box, const std::u16string& commandLine, const std::string& tag) {
-  platform::Platform& p = platform::Get();
+  auto& clock = platform::Service<platform::Clock>();
+  auto& processes = platform::Service<platform::Processes>();
   platform::ProcessInfo info;
   StartOutcome out;
   const std::u16string line = commandLine + u" " + platform::Utf8ToUtf16(tag);
-  const uint64_t t0 = p.MonotonicNs();
-  if (!p.StartProcess(line, u"", &info)) {
-    out.why = "StartProcess failed, error=" + std::to_string(p.LastError());
+  const uint64_t t0 = clock.MonotonicNs();
+  if (!processes.StartProcess(line, u"", &info)) {
+    out.why = "StartProcess failed, error=" + std::to_string(platform::LastError());
     return out;
   }
   uint32_t exitCode = 259;
-  const bool ended = p.WaitOne(info.process, 30000) == platform::kWaitObject0;
-  if (!ended) p.Terminate(info.process, 1);
-  p.ExitCodeOf(info.process, &exitCode);
-  p.CloseObject(info.process);
-  if (info.thread != nullptr) p.CloseObject(info.thread);
+  const bool ended = processes.WaitOne(info.process, 30000) == platform::kWaitObject0;
+  if (!ended) processes.Terminate(info.process, 1);
+  processes.ExitCodeOf(info.process, &exitCode);
+  processes.CloseObject(info.process);
+  if (info.thread != nullptr) processes.CloseObject(info.thread);
   if (!ended) {
     out.why = "the process did not end within 30 s";
     return out;
   }
-  const uint64_t deadline = p.MonotonicNs() + uint64_t{30000} * 1000000;
+  const uint64_t deadline = clock.MonotonicNs() + uint64_t{30000} * 1000000;
   uint64_t started = 0;
   bench::RecordState state = bench::RecordState::kAbsent;
-  while ((state = bench::FindTaggedStart(ReadWholeFile(box.record()), tag, &started)) ==
-             bench::RecordState::kAbsent &&
-         p.MonotonicNs() < deadline) {
-    p.SleepMs(1);
+  while ((state = bench::FindTaggedStart(ReadWholeFile(box.record()), tag, &started)) == bench::RecordState::kAbsent &&
+         clock.MonotonicNs() < deadline) {
+    clock.SleepMs(1);
   }
   const std::string exited = " (the process ended with exit code " + std::to_string(static_cast<int32_t>(exitCode)) + ")";
   if (state == bench::RecordState::kAbsent) {
@@ -172,15 +172,16 @@ int RunStartLatency(const bench::Sandbox& box, const std::u16string& launcherLin
 // Starts the command line and waits for its process to end: milliseconds,
 // or -1.
 double TimeToExit(const std::u16string& commandLine) {
-  platform::Platform& p = platform::Get();
+  auto& clock = platform::Service<platform::Clock>();
+  auto& processes = platform::Service<platform::Processes>();
   platform::ProcessInfo info;
-  const uint64_t t0 = p.MonotonicNs();
-  if (!p.StartProcess(commandLine, u"", &info)) return -1;
-  const bool ended = p.WaitOne(info.process, 60000) == platform::kWaitObject0;
-  const uint64_t t1 = p.MonotonicNs();
-  if (!ended) p.Terminate(info.process, 1);
-  p.CloseObject(info.process);
-  if (info.thread != nullptr) p.CloseObject(info.thread);
+  const uint64_t t0 = clock.MonotonicNs();
+  if (!processes.StartProcess(commandLine, u"", &info)) return -1;
+  const bool ended = processes.WaitOne(info.process, 60000) == platform::kWaitObject0;
+  const uint64_t t1 = clock.MonotonicNs();
+  if (!ended) processes.Terminate(info.process, 1);
+  processes.CloseObject(info.process);
+  if (info.thread != nullptr) processes.CloseObject(info.thread);
   return ended ? static_cast<double>(t1 - t0) / 1e6 : -1;
 }
 

@@ -31,27 +31,28 @@ TEST(StartStub, StartsTheApplicationWithItsArgumentsOrSaysWhyNot) {
       {u" " + app + u" --t=1", 0, "--t=1", ""},
       {u" " + app + u" --t=2 \"b c\" d", 0, "--t=2", "\"argv\":[\"--t=2\",\"b c\",\"d\"]"},
   };
-  platform::Platform& p = platform::Get();
+  auto& processes = platform::Service<platform::Processes>();
+  auto& clock = platform::Service<platform::Clock>();
   for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
     platform::ProcessInfo info;
-    ASSERT_TRUE(p.StartProcess(stubArg + rows[i].args, u"", &info)) << "row " << i;
-    ASSERT_EQ(p.WaitOne(info.process, 30000), platform::kWaitObject0) << "row " << i;
+    ASSERT_TRUE(processes.StartProcess(stubArg + rows[i].args, u"", &info)) << "row " << i;
+    ASSERT_EQ(processes.WaitOne(info.process, 30000), platform::kWaitObject0) << "row " << i;
     uint32_t code = 259;
-    p.ExitCodeOf(info.process, &code);
-    p.CloseObject(info.process);
-    if (info.thread != nullptr) p.CloseObject(info.thread);
+    processes.ExitCodeOf(info.process, &code);
+    processes.CloseObject(info.process);
+    if (info.thread != nullptr) processes.CloseObject(info.thread);
     EXPECT_EQ(code, rows[i].exitCode) << "row " << i;
     if (rows[i].tag.empty()) continue;
     // The stub does not wait for the application: wait for its record.
     uint64_t ns = 0;
     std::string records;
     bench::RecordState state = bench::RecordState::kAbsent;
-    const uint64_t deadline = p.MonotonicNs() + uint64_t{30000} * 1000000;
-    while (state == bench::RecordState::kAbsent && p.MonotonicNs() < deadline) {
+    const uint64_t deadline = clock.MonotonicNs() + uint64_t{30000} * 1000000;
+    while (state == bench::RecordState::kAbsent && clock.MonotonicNs() < deadline) {
       std::ifstream in(box.record(), std::ios::binary);
       records.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
       state = bench::FindTaggedStart(records, rows[i].tag, &ns);
-      if (state == bench::RecordState::kAbsent) p.SleepMs(5);
+      if (state == bench::RecordState::kAbsent) clock.SleepMs(5);
     }
     EXPECT_EQ(state, bench::RecordState::kFound) << "row " << i << ": " << records;
     EXPECT_NE(records.find(rows[i].alsoRecorded), std::string::npos) << "row " << i << ": " << records;

@@ -9,7 +9,10 @@
 #include "base/format.h"
 #include "base/log.h"
 #include "base/text.h"
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
+#include "platform/processes.h"
+#include "platform/user_interface.h"
 
 namespace {
 
@@ -30,16 +33,16 @@ std::optional<CSingleInstance>& GateInstance() {
 }  // namespace
 
 CSingleInstance::CSingleInstance(const std::u16string& name) {
-  platform::Platform& os = platform::Get();
-  platform::Handle handle = os.NewMutex(name, true);
-  const uint32_t error = os.LastError();
+  auto& processes = platform::Service<platform::Processes>();
+  platform::Handle handle = processes.NewMutex(name, true);
+  const uint32_t error = platform::LastError();
   if (handle == nullptr) {
     LogError(u"CreateMutex mutex failed: %d", error);
     return;
   }
   if (error == platform::kErrorAlreadyExists) {
     // Another process owns it; this handle would not give us ownership.
-    os.CloseObject(handle);
+    processes.CloseObject(handle);
     return;
   }
   LogInfo(u"Create single instance success.");
@@ -50,7 +53,7 @@ CSingleInstance::~CSingleInstance() { Close(); }
 
 void CSingleInstance::Close() {
   if (m_handle != nullptr) {
-    platform::Get().CloseObject(m_handle);
+    platform::Service<platform::Processes>().CloseObject(m_handle);
     m_handle = nullptr;
   }
 }
@@ -77,24 +80,25 @@ void CLauncherApp::_ShowUpdatingMessage() {
   auto it = kTexts.find(m_language);
   const std::u16string format = it != kTexts.end() ? it->second : std::u16string();
   const std::u16string text = FormatWideString(format.c_str(), title);
-  platform::Get().ShowMessageBoxIndirect(text, title, platform::kMbUserIcon, kProgramIconId);
+  platform::Service<platform::UserInterface>().ShowMessageBoxIndirect(text, title, platform::kMbUserIcon,
+                                                                      kProgramIconId);
 }
 
 int32_t CLauncherApp::_AutoLaunchGate() {
-  platform::Platform& os = platform::Get();
+  auto& processes = platform::Service<platform::Processes>();
   std::optional<CSingleInstance>& holder = GateInstance();
   if (!holder) holder.emplace(kSingleInstanceMutexName);
 
   if (!holder->IsValid()) {
     // Another launcher is alive: wake it if it is in its start delay, and end.
-    platform::Handle semaphore = os.OpenSemaphoreByName(kSemaphoreModifyState, kAutoLaunchSemaphoreName);
+    platform::Handle semaphore = processes.OpenSemaphoreByName(kSemaphoreModifyState, kAutoLaunchSemaphoreName);
     if (semaphore != nullptr) {
       // A release beyond the maximum fails; the signal is pending anyway.
-      os.ReleaseSem(semaphore, 1, nullptr);
-      os.CloseObject(semaphore);
+      processes.ReleaseSem(semaphore, 1, nullptr);
+      processes.CloseObject(semaphore);
       LogInfo(u"Signal sent. Current instance will exit.");
     } else {
-      LogError(u"Open semaphore failed. Error: %d", os.LastError());
+      LogError(u"Open semaphore failed. Error: %d", platform::LastError());
     }
     return kExitOtherInstance;
   }
@@ -108,12 +112,12 @@ int32_t CLauncherApp::_AutoLaunchGate() {
   const int32_t timeout = static_cast<int32_t>(static_cast<uint32_t>(WideToInt(delay)) * 1000u);
   if (m_commandLine.GetSwitchValue(kLaunchFromSwitch) != kAutoLaunchValue || timeout <= 0) return kExitSuccess;
 
-  platform::Handle semaphore = os.NewSemaphore(kAutoLaunchSemaphoreName, 0, 1);
+  platform::Handle semaphore = processes.NewSemaphore(kAutoLaunchSemaphoreName, 0, 1);
   if (semaphore == nullptr) {
-    LogError(u"Create semaphore failed. Force launch app. Error: %d", os.LastError());
+    LogError(u"Create semaphore failed. Force launch app. Error: %d", platform::LastError());
     return kExitSuccess;
   }
-  const uint32_t waitResult = os.WaitOne(semaphore, static_cast<uint32_t>(timeout));
+  const uint32_t waitResult = processes.WaitOne(semaphore, static_cast<uint32_t>(timeout));
   if (waitResult == platform::kWaitObject0) {
     // A user's start cut the delay short: this becomes a normal start.
     LogInfo(u"Immediate launch app, remove auto-launch switch");
@@ -121,12 +125,12 @@ int32_t CLauncherApp::_AutoLaunchGate() {
   } else if (waitResult == platform::kWaitTimeout) {
     LogInfo(u"Launch app after delay %d seconds", timeout / 1000);
   } else {
-    const uint32_t error = os.LastError();
+    const uint32_t error = platform::LastError();
     LogError(u"Wait semaphore failed, result: %d, error code: %d", waitResult, error);
-    os.CloseObject(semaphore);
+    processes.CloseObject(semaphore);
     return kExitWaitFailed;
   }
-  os.CloseObject(semaphore);
+  processes.CloseObject(semaphore);
 
   if (m_commandLine.GetSwitchValue(kLaunchFromSwitch) != kAutoLaunchValue) return kExitSuccess;
 
@@ -139,15 +143,16 @@ int32_t CLauncherApp::_AutoLaunchGate() {
 }
 
 bool IsOtherProcessRunning(const std::u16string& exeFileName) {
-  platform::Platform& os = platform::Get();
-  std::vector<platform::ProcessEntry> processes;
-  if (!os.SnapshotProcesses(&processes)) {
-    LogError(u"CreateToolhelp32Snapshot failed. Error: %d", os.LastError());
+  auto& processes = platform::Service<platform::Processes>();
+  auto& env = platform::Service<platform::Environment>();
+  std::vector<platform::ProcessEntry> entries;
+  if (!processes.SnapshotProcesses(&entries)) {
+    LogError(u"CreateToolhelp32Snapshot failed. Error: %d", platform::LastError());
     return false;
   }
   // The own process never counts, should the launcher bear that very name.
-  const uint32_t ownId = os.ProcessId();
-  for (const platform::ProcessEntry& process : processes) {
+  const uint32_t ownId = env.ProcessId();
+  for (const platform::ProcessEntry& process : entries) {
     if (CompareNoCase(process.exeFile, exeFileName) == 0 && process.pid != ownId) return true;
   }
   return false;

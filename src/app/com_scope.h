@@ -2,12 +2,12 @@
 // object; the result of CoInitialize is ignored and CoUninitialize always runs.
 #pragma once
 
-#include "platform/platform.h"
+#include "platform/system_info.h"
 
 class CComScope {
  public:
-  CComScope() { platform::Get().ComInitialize(); }
-  ~CComScope() { platform::Get().ComUninitialize(); }
+  CComScope() { platform::Service<platform::SystemInfo>().ComInitialize(); }
+  ~CComScope() { platform::Service<platform::SystemInfo>().ComUninitialize(); }
   CComScope(const CComScope&) = delete;
   CComScope& operator=(const CComScope&) = delete;
 };

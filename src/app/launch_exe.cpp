@@ -11,7 +11,12 @@
 #include "layout/old_versions.h"
 #include "layout/paths.h"
 #include "layout/version_dirs.h"
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
+#include "platform/processes.h"
+#include "platform/system_info.h"
+#include "platform/user_interface.h"
 
 namespace {
 
@@ -22,19 +27,21 @@ constexpr size_t kLaunchCommandLineLimit = 10240;
 }  // namespace
 
 bool CLauncherApp::_LaunchExe() {
-  platform::Platform& os = platform::Get();
+  auto& ui = platform::Service<platform::UserInterface>();
+  auto& env = platform::Service<platform::Environment>();
+  auto& processes = platform::Service<platform::Processes>();
   const CProductConfig& config = GetProductConfig();
 
   if (m_commandLine.HasSwitch(u"debugbreak")) {
     // Holds the start until closed: time to attach a debugger.
-    os.ShowMessageBox(FormatWideString(u"%d", os.ProcessId()), std::nullopt, platform::kMbOk);
+    ui.ShowMessageBox(FormatWideString(u"%d", env.ProcessId()), std::nullopt, platform::kMbOk);
   }
   const uint64_t startTime = GetCurrentTimeMs();
 
   bool fromManifest = false;
   if (!FindMainExe(config, m_launcherDir, &m_versionDirName, &m_mainExePath, &fromManifest)) {
     LogError(u"CLauncherApp::_LaunchExe, can't found main exe");
-    os.ShowMessageBox(u"Can't find main exe file", std::nullopt, platform::kMbIconExclamation);
+    ui.ShowMessageBox(u"Can't find main exe file", std::nullopt, platform::kMbIconExclamation);
     return false;
   }
   LogInfo(u"CLauncherApp::_LaunchExe, found exe '%s'", m_mainExePath);
@@ -54,43 +61,43 @@ bool CLauncherApp::_LaunchExe() {
   LogInfo(u"Launch app cmdline=%s", logForm);
 
   platform::ProcessInfo info;
-  if (os.StartProcess(commandLine, m_mainExeDir, &info)) {
+  if (processes.StartProcess(commandLine, m_mainExeDir, &info)) {
     // Nothing is waited for and no handle is kept.
-    os.CloseObject(info.process);
-    os.CloseObject(info.thread);
+    processes.CloseObject(info.process);
+    processes.CloseObject(info.thread);
     return true;
   }
-  const uint32_t error = os.LastError();
+  const uint32_t error = platform::LastError();
   LogError(u"CreateProcessW failed, error=%d", error);
   ShowLaunchError(error, FormatWideString(u"Launch process '%s'", m_mainExePath));
   return false;
 }
 
 void CLauncherApp::_RenameVersionDir(std::u16string& mainExePath, std::u16string& versionDirName) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   const std::u16string& wantedName = GetProductConfig().version_dir_name;
   if (CompareNoCase(versionDirName, wantedName) == 0) return;
 
   const std::u16string target = JoinPath(m_launcherDir, wantedName);
-  if (os.PathExists(target)) {
+  if (files.PathExists(target)) {
     // Move the old copy aside; the old-version clean-up removes it later.
     const std::u16string dest = JoinPath(m_launcherDir, ToDeleteName(wantedName));
     LogInfo(u"Rename %s to %s", target, dest);
-    if (!os.MovePath(target, dest, 0)) {
-      LogError(u"Rename %s to %s failed, error=%d", target, dest, os.LastError());
+    if (!files.MovePath(target, dest, 0)) {
+      LogError(u"Rename %s to %s failed, error=%d", target, dest, platform::LastError());
     }
   }
 
   // When the old copy is still there (its files in use), the launch runs from
   // the version-named directory.
-  if (!os.PathExists(target)) {
+  if (!files.PathExists(target)) {
     const std::u16string source = JoinPath(m_launcherDir, versionDirName);
     LogInfo(u"Rename %s to %s", source, target);
-    if (os.MovePath(source, target, 0)) {
+    if (files.MovePath(source, target, 0)) {
       versionDirName = wantedName;
       mainExePath = JoinPath(target, GetFileNamePart(mainExePath, true));
     } else {
-      LogError(u"Rename %s to %s failed, error=%d", source, target, os.LastError());
+      LogError(u"Rename %s to %s failed, error=%d", source, target, platform::LastError());
     }
   }
 }
@@ -104,22 +111,23 @@ std::u16string CLauncherApp::_RenameMainExe(const std::u16string& mainExePath) {
   if (CompareNoCase(fileName, wantedName) == 0) return wanted;
 
   LogInfo(u"CLauncherApp::_RenameMainExe rename main exe '%s' to '%s", mainExePath, wanted);
-  platform::Platform& os = platform::Get();
-  if (os.MovePath(mainExePath, wanted, platform::kMoveFileWriteThrough)) return wanted;
+  auto& files = platform::Service<platform::Files>();
+  if (files.MovePath(mainExePath, wanted, platform::kMoveFileWriteThrough)) return wanted;
   LogError(u"CLauncherApp::_RenameMainExe failed, MoveFileExW '%s'->'%s' failed, error=%d", mainExePath, wanted,
-           os.LastError());
+           platform::LastError());
   return mainExePath;
 }
 
 void ShowLaunchError(uint32_t errorCode, std::u16string text) {
-  platform::Platform& os = platform::Get();
+  auto& system = platform::Service<platform::SystemInfo>();
+  auto& ui = platform::Service<platform::UserInterface>();
   std::u16string systemText;
   std::u16string message;
-  if (errorCode != 0 && os.SystemErrorText(errorCode, &systemText)) {
+  if (errorCode != 0 && system.SystemErrorText(errorCode, &systemText)) {
     message = FormatWideString(u"%s failed, error=%d, %s", text, errorCode, systemText);
   } else {
     message = std::move(text);
     message += u" failed unknown error";
   }
-  os.ShowMessageBox(message, std::u16string(u"Failed"), platform::kMbIconExclamation);
+  ui.ShowMessageBox(message, std::u16string(u"Failed"), platform::kMbIconExclamation);
 }

@@ -7,7 +7,9 @@
 #include "base/log.h"
 #include "base/text.h"
 #include "layout/paths.h"
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/files.h"
+#include "platform/system_info.h"
 
 namespace {
 
@@ -33,17 +35,18 @@ void HardenDllSearchPath() {
   if (!IsWindowsVersionAtLeast(6, 2, 0)) return;
   // From here on implicitly loaded libraries come from the system directory
   // only. Neither failure stops the start; a GUI process shows no output.
-  platform::Platform& os = platform::Get();
-  const int32_t result = os.RestrictDllSearchToSystem32();
+  auto& system = platform::Service<platform::SystemInfo>();
+  auto& env = platform::Service<platform::Environment>();
+  const int32_t result = system.RestrictDllSearchToSystem32();
   if (result < 0) {
-    os.WriteStdout("SetDefaultDllDirectories not found\n");
+    env.WriteStdout("SetDefaultDllDirectories not found\n");
   } else if (result == 0) {
-    os.WriteStdout("SetDefaultDllDirectories failed\n");
+    env.WriteStdout("SetDefaultDllDirectories failed\n");
   }
 }
 
 int32_t CLauncherApp::Run(const char16_t* commandLine) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   const std::u16string text = commandLine != nullptr ? std::u16string(commandLine) : std::u16string();
 
   // 1-2. The command line and where the launcher stands.
@@ -82,12 +85,12 @@ int32_t CLauncherApp::Run(const char16_t* commandLine) {
     if (!path.empty() && path.front() == u'"' && path.back() == u'"') {
       path = path.size() >= 2 ? path.substr(1, path.size() - 2) : std::u16string();
     }
-    if (!os.PathExists(path)) {
+    if (!files.PathExists(path)) {
       LogInfo(u"CmdLine[%d]:%s", index, path);
       continue;
     }
     const char* kind;
-    if (os.PathIsDir(path)) {
+    if (files.PathIsDir(path)) {
       LogInfo(u"CmdLine[%d] is dir path", index);
       kind = "dir";
     } else {
@@ -116,7 +119,7 @@ int32_t CLauncherApp::Run(const char16_t* commandLine) {
 
   // The default path. The marker is tested before the launch, so it tells
   // the state from before the new process ran.
-  const bool taskExists = os.PathExists(JoinPath(userDataDir, kUpdateTaskMarker));
+  const bool taskExists = files.PathExists(JoinPath(userDataDir, kUpdateTaskMarker));
   if (!_LaunchExe()) return kExitLaunchFailed;
   _WriteLauncherIni();
   if (taskExists) {

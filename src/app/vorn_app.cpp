@@ -10,7 +10,8 @@
 #include "base/text.h"
 #include "cJSON.h"
 #include "layout/paths.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
+#include "platform/system_info.h"
 #include "toolkit/event_reporter.h"
 
 CVornApp* CVornApp::s_instance = nullptr;
@@ -70,7 +71,7 @@ const CProductConfig& GetProductConfig() {
 bool CVornApp::_InitConfigInfo(uint16_t resourceId) {
   m_configText.clear();
   if (ReadResourceText(resourceId, u"BIN", &m_configText, true) <= 0) {
-    LogError(u"CInstallWindow::_InitConfigInfo, read config json failed, error=%d", platform::Get().LastError());
+    LogError(u"CInstallWindow::_InitConfigInfo, read config json failed, error=%d", platform::LastError());
     return false;
   }
   m_configJson = cJSON_Parse(m_configText.c_str());
@@ -106,7 +107,7 @@ bool CVornApp::_InitLanguage(uint16_t resourceId) {
     // Chinese display name, also for a Chinese variant that keeps English.
     m_language = u"en";
     m_useChineseName = false;
-    const uint16_t id = platform::Get().UserDefaultUILanguage();
+    const uint16_t id = platform::Service<platform::SystemInfo>().UserDefaultUILanguage();
     if ((id & 0xFF) == kLangChinese) {
       m_useChineseName = true;
       if ((id >> 10) == kSubLangChineseSimplified) m_language = u"cn";
@@ -120,7 +121,7 @@ bool CVornApp::_InitLanguage(uint16_t resourceId) {
 
   std::string text;
   if (ReadResourceText(resourceId, u"BIN", &text, true) <= 0) {
-    LogError(u"CInstallWindow::_InitConfigInfo, read locale json failed, error=%d", platform::Get().LastError());
+    LogError(u"CInstallWindow::_InitConfigInfo, read locale json failed, error=%d", platform::LastError());
     return false;
   }
   if (m_localeJson != nullptr) cJSON_Delete(m_localeJson);

@@ -6,7 +6,7 @@
 #include "cJSON.h"
 #include "layout/file_io.h"
 #include "layout/paths.h"
-#include "platform/platform.h"
+#include "platform/clock.h"
 
 void ReportEvent(const std::u16string& dataDir, const std::string& eventName, const std::string& failReason,
                  const std::string& extra1Key, const std::string& extra1Val, const std::string& extra2Key,
@@ -22,7 +22,7 @@ void ReportEvent(const std::u16string& dataDir, const std::string& eventName, co
   cJSON_AddStringToObject(record, "extra2_val", extra2Val.c_str());
 
   // UTC seconds with the milliseconds in the fraction.
-  const uint64_t nowMs = platform::Get().NowMs();
+  const uint64_t nowMs = platform::Service<platform::Clock>().NowMs();
   const double seconds = static_cast<double>(nowMs / 1000);
   const double millis = static_cast<double>(nowMs % 1000);
   cJSON_AddNumberToObject(record, "timestamp", millis / 1000.0 + seconds);

@@ -9,7 +9,9 @@
 #include "base/log_encoder.h"
 #include "base/text.h"
 #include "layout/paths.h"
-#include "platform/platform.h"
+#include "platform/clock.h"
+#include "platform/environment.h"
+#include "platform/files.h"
 
 namespace {
 
@@ -50,7 +52,7 @@ std::u16string FormatTimestamp(uint64_t ms, bool withTime, bool withMilliseconds
   // A time the platform cannot break down reads as an all-zero broken-down
   // time (year 1900, January, day 0).
   platform::LocalTimeParts parts;
-  if (!platform::Get().ToLocalTime(seconds, &parts)) {
+  if (!platform::Service<platform::Clock>().ToLocalTime(seconds, &parts)) {
     parts = platform::LocalTimeParts();
     parts.year = 1900;
     parts.month = 1;
@@ -99,14 +101,16 @@ std::u16string MaskUserName(const std::u16string& line) {
 }
 
 void WriteLogLine(const char16_t* level, const char16_t* format, const FormatArg* args, size_t argCount) {
-  platform::Platform& p = platform::Get();
+  auto& clock = platform::Service<platform::Clock>();
+  auto& env = platform::Service<platform::Environment>();
+  auto& files = platform::Service<platform::Files>();
 
   std::u16string message = FormatWideV(kFormatLimit, format, args, argCount);
   CutAtFirstNul(&message);
 
-  const std::u16string timestamp = FormatTimestamp(p.NowMs(), true, true);
-  const uint32_t threadId = p.ThreadId();
-  const uint32_t processId = p.ProcessId();
+  const std::u16string timestamp = FormatTimestamp(clock.NowMs(), true, true);
+  const uint32_t threadId = env.ThreadId();
+  const uint32_t processId = env.ProcessId();
 
   std::u16string line = FormatWideLimited(kFormatLimit, u"%s [%s][%5d][%5d] [%s] %s", timestamp, level, processId,
                                           threadId, LogTag(), message);
@@ -119,19 +123,19 @@ void WriteLogLine(const char16_t* level, const char16_t* format, const FormatArg
 
   if (g_logStream == nullptr) return;
   bytes.append("\r\n");
-  p.AppendShared(g_logStream, bytes);
+  files.AppendShared(g_logStream, bytes);
 }
 
 void OpenLogFile(const std::u16string& dir, const std::u16string& fileName) {
-  platform::Platform& p = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   // An existing directory is no case of its own, and a failure shows later as
   // a stream that cannot be opened.
-  p.MakeDirectoryTree(dir);
+  files.MakeDirectoryTree(dir);
   const std::u16string path = JoinPath(dir, fileName);
   // The log is opened once per run; a second open (tests) must not leak the
   // first stream.
   if (g_logStream != nullptr) std::fclose(g_logStream);
-  g_logStream = p.OpenStream(path, "a+b");
+  g_logStream = files.OpenStream(path, "a+b");
   LogInfo(u"------------ Log start -------------");
 }
 

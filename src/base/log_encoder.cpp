@@ -10,7 +10,8 @@
 #include "base/log.h"
 #include "base/text.h"
 #include "log_public_key.h"
-#include "platform/platform.h"
+#include "platform/crypto.h"
+#include "platform/error_codes.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ size_t Base64TextLength(size_t length, bool padding) {
 // once the loop has started, even when a block fails (the blocks not done stay
 // zero).
 std::vector<uint8_t> EncryptBlocks(const std::string& text) {
-  platform::Platform& p = platform::Get();
+  auto& crypto = platform::Service<platform::Crypto>();
   platform::CryptoHandle provider = nullptr;
   platform::CryptoHandle key = nullptr;
   uint8_t* der = nullptr;
@@ -54,43 +55,43 @@ std::vector<uint8_t> EncryptBlocks(const std::string& text) {
   // Nothing of this is cached between spans: provider, key and decodes are
   // made afresh each time.
   do {
-    int32_t status = p.OpenRsaProvider(&provider);
+    int32_t status = crypto.OpenRsaProvider(&provider);
     if (status < 0) {
       FailEncoding(u"Failed to get algorithm provider..status:%08x", static_cast<uint32_t>(status));
       break;
     }
 
     uint32_t derSize = 0;
-    if (!p.PemToDer(kLogPublicKeyPem, nullptr, &derSize)) {
-      FailEncoding(u"CryptStringToBinary failed. %d", p.LastError());
+    if (!crypto.PemToDer(kLogPublicKeyPem, nullptr, &derSize)) {
+      FailEncoding(u"CryptStringToBinary failed. %d", platform::LastError());
       break;
     }
-    der = static_cast<uint8_t*>(p.HeapAllocate(derSize));
+    der = static_cast<uint8_t*>(crypto.HeapAllocate(derSize));
     if (der == nullptr) {
       FailEncoding(u"The derPointer memory allocation failed!");
       break;
     }
-    if (!p.PemToDer(kLogPublicKeyPem, der, &derSize)) {
-      FailEncoding(u"CryptStringToBinary failed. %d", p.LastError());
+    if (!crypto.PemToDer(kLogPublicKeyPem, der, &derSize)) {
+      FailEncoding(u"CryptStringToBinary failed. %d", platform::LastError());
       break;
     }
 
     uint32_t blobSize = 0;
-    if (!p.DecodeRsaPublicKey(der, derSize, nullptr, &blobSize)) {
-      FailEncoding(u"CryptDecodeObjectEx failed. %d", p.LastError());
+    if (!crypto.DecodeRsaPublicKey(der, derSize, nullptr, &blobSize)) {
+      FailEncoding(u"CryptDecodeObjectEx failed. %d", platform::LastError());
       break;
     }
-    blob = static_cast<uint8_t*>(p.HeapAllocate(blobSize));
+    blob = static_cast<uint8_t*>(crypto.HeapAllocate(blobSize));
     if (blob == nullptr) {
       FailEncoding(u"The blobPointer memory allocation failed!");
       break;
     }
-    if (!p.DecodeRsaPublicKey(der, derSize, blob, &blobSize)) {
-      FailEncoding(u"CryptDecodeObjectEx failed. %d", p.LastError());
+    if (!crypto.DecodeRsaPublicKey(der, derSize, blob, &blobSize)) {
+      FailEncoding(u"CryptDecodeObjectEx failed. %d", platform::LastError());
       break;
     }
 
-    status = p.ImportRsaPublicKey(provider, blob, blobSize, &key);
+    status = crypto.ImportRsaPublicKey(provider, blob, blobSize, &key);
     if (status < 0) {
       FailEncoding(u"Error code returned by BCryptImportKeyPair:%08x", static_cast<uint32_t>(status));
       break;
@@ -99,8 +100,8 @@ std::vector<uint8_t> EncryptBlocks(const std::string& text) {
     // The size query asks for the PKCS#1 form; the data itself goes through
     // as raw RSA on zero-filled blocks below. The two flags differ on purpose.
     uint32_t blockSize = 0;
-    status = p.RsaEncrypt(key, reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()),
-                          nullptr, 0, &blockSize, platform::kBcryptPadPkcs1);
+    status = crypto.RsaEncrypt(key, reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()),
+                               nullptr, 0, &blockSize, platform::kBcryptPadPkcs1);
     if (status < 0) {
       FailEncoding(u"Failed to get required size of buffer..status:%08x", static_cast<uint32_t>(status));
       break;
@@ -125,8 +126,8 @@ std::vector<uint8_t> EncryptBlocks(const std::string& text) {
       // output past the buffer.
       if (out >= total) break;
       uint32_t written = 0;
-      status = p.RsaEncrypt(key, plain.data() + in, blockSize, cipher.data() + out, static_cast<uint32_t>(total),
-                            &written, platform::kBcryptPadNone);
+      status = crypto.RsaEncrypt(key, plain.data() + in, blockSize, cipher.data() + out, static_cast<uint32_t>(total),
+                                 &written, platform::kBcryptPadNone);
       if (status < 0) {
         // The buffer is already sized: the blocks done so far and zeros up to
         // the end still go out as Base64.
@@ -138,13 +139,13 @@ std::vector<uint8_t> EncryptBlocks(const std::string& text) {
     }
   } while (false);
 
-  if (key != nullptr) p.DestroyKey(key);
-  if (provider != nullptr) p.CloseProvider(provider);
+  if (key != nullptr) crypto.DestroyKey(key);
+  if (provider != nullptr) crypto.CloseProvider(provider);
   // The two decode buffers are released here rather than left to the end of
   // the process: nothing reads them after the import, and a long run would
   // otherwise hold two small blocks per encoded span.
-  if (blob != nullptr) p.HeapRelease(blob);
-  if (der != nullptr) p.HeapRelease(der);
+  if (blob != nullptr) crypto.HeapRelease(blob);
+  if (der != nullptr) crypto.HeapRelease(der);
   return cipher;
 }
 

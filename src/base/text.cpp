@@ -2,19 +2,21 @@
 
 #include <type_traits>
 
-#include "platform/platform.h"
+#include "platform/clock.h"
+#include "platform/resources.h"
+#include "platform/system_info.h"
 #include "platform/unicode.h"
 
 std::string WideToMultiByte(const std::u16string& text, uint32_t codePage) {
   if (text.empty()) return std::string();
   if (codePage == kCodePageUtf8) return platform::Utf16ToUtf8(text);
-  return platform::Get().WideToCodePage(text, codePage);
+  return platform::Service<platform::SystemInfo>().WideToCodePage(text, codePage);
 }
 
 std::u16string MultiByteToWide(const std::string& text, uint32_t codePage) {
   if (text.empty()) return std::u16string();
   if (codePage == kCodePageUtf8) return platform::Utf8ToUtf16(text);
-  return platform::Get().CodePageToWide(text, codePage);
+  return platform::Service<platform::SystemInfo>().CodePageToWide(text, codePage);
 }
 
 std::string WideToUtf8(const std::u16string& text) { return WideToMultiByte(text, kCodePageUtf8); }
@@ -25,7 +27,7 @@ std::u16string AnsiToWide(const std::string& text) { return MultiByteToWide(text
 
 int32_t ReadResourceText(uint16_t id, const std::u16string& type, std::string* out, bool stripBom) {
   const uint8_t* data = nullptr;
-  const int32_t size = platform::Get().ReadResource(id, type, &data);
+  const int32_t size = platform::Service<platform::Resources>().ReadResource(id, type, &data);
   if (size <= 0 || data == nullptr) return size <= 0 ? size : -3;
   size_t offset = 0;
   if (stripBom && size >= 3 && data[0] == 0xEF && data[1] == 0xBB && data[2] == 0xBF) offset = 3;
@@ -34,7 +36,7 @@ int32_t ReadResourceText(uint16_t id, const std::u16string& type, std::string* o
 }
 
 bool IsWindowsVersionAtLeast(uint16_t major, uint16_t minor, uint16_t servicePackMajor) {
-  return platform::Get().VersionAtLeast(major, minor, servicePackMajor);
+  return platform::Service<platform::SystemInfo>().VersionAtLeast(major, minor, servicePackMajor);
 }
 
 void SplitString(std::vector<std::u16string>* out, const std::u16string& text, char16_t separator, bool trim) {
@@ -54,7 +56,7 @@ void SplitString(std::vector<std::u16string>* out, const std::u16string& text, c
   }
 }
 
-uint64_t GetCurrentTimeMs() { return platform::Get().NowMs(); }
+uint64_t GetCurrentTimeMs() { return platform::Service<platform::Clock>().NowMs(); }
 
 namespace {
 

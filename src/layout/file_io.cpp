@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "base/text.h"
-#include "platform/platform.h"
+#include "platform/files.h"
 
 int64_t ReadFileToString(const std::u16string& path, std::string* text) {
-  std::FILE* file = platform::Get().OpenStream(path, "rb");
+  std::FILE* file = platform::Service<platform::Files>().OpenStream(path, "rb");
   if (file == nullptr) return -1;
 
   int64_t size = -1;
@@ -29,15 +29,15 @@ int64_t ReadFileToString(const std::u16string& path, std::string* text) {
 }
 
 int64_t WriteStringToFile(const std::u16string& path, const std::string& text, bool append) {
-  std::FILE* file = platform::Get().OpenStream(path, append ? "ab" : "wb");
+  auto& files = platform::Service<platform::Files>();
+  std::FILE* file = files.OpenStream(path, append ? "ab" : "wb");
   if (file == nullptr) return -1;
   if (text.empty()) {
     std::fclose(file);
     return 0;
   }
   // Appended records may come from several launchers at once.
-  const bool written =
-      append ? platform::Get().AppendShared(file, text) : std::fwrite(text.data(), text.size(), 1, file) == 1;
+  const bool written = append ? files.AppendShared(file, text) : std::fwrite(text.data(), text.size(), 1, file) == 1;
   // Only the write decides; what the close says is not looked at.
   std::fclose(file);
   if (!written) return -2;
@@ -46,7 +46,7 @@ int64_t WriteStringToFile(const std::u16string& path, const std::string& text, b
 
 bool ListEntries(const std::u16string& pattern, std::vector<platform::DirEntry>* entries) {
   std::vector<platform::DirEntry> all;
-  if (!platform::Get().FindEntries(pattern, &all)) return false;
+  if (!platform::Service<platform::Files>().FindEntries(pattern, &all)) return false;
   entries->clear();
   for (platform::DirEntry& entry : all) {
     if (entry.name.empty() || CompareNoCase(entry.name, u".") == 0 || CompareNoCase(entry.name, u"..") == 0) {

@@ -7,7 +7,7 @@
 #include "base/text.h"
 #include "layout/file_io.h"
 #include "layout/paths.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
 
 std::u16string ReadLauncherIni(const std::u16string& installRoot) {
   std::string text;
@@ -29,6 +29,6 @@ void CLauncherApp::_WriteLauncherIni() {
   LogInfo(u"Write '%s' to Orvane.ini", m_versionDirName);
   const int64_t written = WriteStringToFile(iniPath, name, false);
   if (written != static_cast<int64_t>(name.size())) {
-    LogError(u"Write '%s' fail, error=%d", iniPath, platform::Get().LastError());
+    LogError(u"Write '%s' fail, error=%d", iniPath, platform::LastError());
   }
 }

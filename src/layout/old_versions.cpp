@@ -10,7 +10,8 @@
 #include "layout/paths.h"
 #include "layout/version_dirs.h"
 #include "maintenance/code_signature.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
 
 namespace {
 
@@ -106,23 +107,23 @@ bool IsLink(uint32_t attributes) { return (attributes & platform::kFileAttribute
 // with RemoveDirectoryW, a file link with DeleteFileW, neither of which follows
 // it. What it leads to may lie outside the install root and is never entered.
 void RemoveLink(const std::u16string& path, uint32_t attributes, bool delayUntilReboot) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   if ((attributes & platform::kFileAttributeDirectory) != 0) {
-    if (!os.RemoveOneDirectory(path)) {
-      LogError(u"Delete directory '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+    if (!files.RemoveOneDirectory(path)) {
+      LogError(u"Delete directory '%s' failed, error=%d", path, static_cast<int32_t>(platform::LastError()));
     }
     return;
   }
-  if (os.DeleteOneFile(path)) return;
-  LogError(u"Delete file '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
-  if (delayUntilReboot && !os.MovePath(path, u"", platform::kMoveFileDelayUntilReboot)) {
-    LogError(u"Set restart delete file '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+  if (files.DeleteOneFile(path)) return;
+  LogError(u"Delete file '%s' failed, error=%d", path, static_cast<int32_t>(platform::LastError()));
+  if (delayUntilReboot && !files.MovePath(path, u"", platform::kMoveFileDelayUntilReboot)) {
+    LogError(u"Set restart delete file '%s' failed, error=%d", path, static_cast<int32_t>(platform::LastError()));
   }
 }
 
 // The walk below a directory that is known not to be a link.
 void DeleteRealDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   std::vector<platform::DirEntry> entries;
   if (ListEntries(JoinPath(dir, u"\\*"), &entries)) {
     for (const platform::DirEntry& entry : entries) {
@@ -135,16 +136,16 @@ void DeleteRealDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
         DeleteRealDirectoryTree(path, delayUntilReboot);
         continue;
       }
-      os.SetAttributes(path, os.GetAttributes(path) & ~platform::kFileAttributeReadOnly);
-      if (os.DeleteOneFile(path)) continue;
-      LogError(u"Delete file '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
-      if (delayUntilReboot && !os.MovePath(path, u"", platform::kMoveFileDelayUntilReboot)) {
-        LogError(u"Set restart delete file '%s' failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+      files.SetAttributes(path, files.GetAttributes(path) & ~platform::kFileAttributeReadOnly);
+      if (files.DeleteOneFile(path)) continue;
+      LogError(u"Delete file '%s' failed, error=%d", path, static_cast<int32_t>(platform::LastError()));
+      if (delayUntilReboot && !files.MovePath(path, u"", platform::kMoveFileDelayUntilReboot)) {
+        LogError(u"Set restart delete file '%s' failed, error=%d", path, static_cast<int32_t>(platform::LastError()));
       }
     }
   }
-  if (!os.RemoveOneDirectory(dir)) {
-    LogError(u"Delete directory '%s' failed, error=%d", dir, static_cast<int32_t>(os.LastError()));
+  if (!files.RemoveOneDirectory(dir)) {
+    LogError(u"Delete directory '%s' failed, error=%d", dir, static_cast<int32_t>(platform::LastError()));
   }
 }
 
@@ -153,7 +154,7 @@ void DeleteRealDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
 bool DeleteDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
   // The directory handed in may itself be a link (a version directory that is
   // a junction to a copy elsewhere): then only the link goes.
-  const uint32_t attributes = platform::Get().GetAttributes(dir);
+  const uint32_t attributes = platform::Service<platform::Files>().GetAttributes(dir);
   if (attributes != 0xFFFFFFFFu && IsLink(attributes)) {
     RemoveLink(dir, attributes, delayUntilReboot);
   } else {
@@ -164,7 +165,7 @@ bool DeleteDirectoryTree(const std::u16string& dir, bool delayUntilReboot) {
 
 void CLauncherApp::_DeleteOldVersions() {
   if (m_versionDirName.empty()) return;
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   LogInfo(u"Delete electron directory except %s", m_versionDirName);
 
   std::vector<std::u16string> versions;
@@ -177,15 +178,15 @@ void CLauncherApp::_DeleteOldVersions() {
     if (!ContainsToDeleteMark(name)) {
       const std::u16string target = JoinPath(m_launcherDir, ToDeleteName(name));
       LogInfo(u"Rename %s to %s", path, target);
-      if (!os.MovePath(path, target, 0)) {
-        LogError(u"Rename %s to %s failed, error=%d", path, target, static_cast<int32_t>(os.LastError()));
+      if (!files.MovePath(path, target, 0)) {
+        LogError(u"Rename %s to %s failed, error=%d", path, target, static_cast<int32_t>(platform::LastError()));
         continue;
       }
       path = target;
     }
     LogInfo(u"Delete directory %s", path);
     if (!DeleteDirectoryTree(path, false)) {
-      LogError(u"Delete electron directory %s failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+      LogError(u"Delete electron directory %s failed, error=%d", path, static_cast<int32_t>(platform::LastError()));
     }
   }
 
@@ -194,7 +195,7 @@ void CLauncherApp::_DeleteOldVersions() {
   for (const std::u16string& path : empty) {
     LogInfo(u"Delete empty directory %s", path);
     if (!DeleteDirectoryTree(path, false)) {
-      LogError(u"Delete electron directory %s failed, error=%d", path, static_cast<int32_t>(os.LastError()));
+      LogError(u"Delete electron directory %s failed, error=%d", path, static_cast<int32_t>(platform::LastError()));
     }
   }
 }

@@ -1,6 +1,7 @@
 #include "layout/paths.h"
 
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/files.h"
 
 namespace {
 
@@ -11,7 +12,7 @@ bool IsSeparator(char16_t c) { return c == u'\\' || c == u'/'; }
 }  // namespace
 
 std::u16string GetModuleFilePath() {
-  std::u16string path = platform::Get().ModuleFilePath();
+  std::u16string path = platform::Service<platform::Environment>().ModuleFilePath();
   // The buffer holds 2048 characters with the terminator: at most 2047 stay.
   if (path.size() > kModulePathBuffer - 1) path.resize(kModulePathBuffer - 1);
   return path;
@@ -71,7 +72,7 @@ std::u16string JoinPath(const std::u16string& base, const std::u16string& relati
 
 std::u16string GetEnvironmentString(const std::u16string& name) {
   std::u16string value;
-  if (!platform::Get().GetEnv(name, &value)) return std::u16string();
+  if (!platform::Service<platform::Environment>().GetEnv(name, &value)) return std::u16string();
   // A fixed buffer reads the value up to its first NUL.
   const size_t nul = value.find(u'\0');
   if (nul != std::u16string::npos) value.resize(nul);
@@ -83,10 +84,10 @@ std::u16string BuildSubPath(const std::u16string& base, const std::u16string& su
   if (sub.empty()) return dir;
   dir = JoinPath(dir, sub);
   if (create) {
-    platform::Platform& p = platform::Get();
-    if (!p.PathIsDir(dir)) {
-      p.MakeDirectoryTree(dir);  // its result is not needed: the test below decides
-      if (!p.PathIsDir(dir)) return std::u16string();
+    auto& files = platform::Service<platform::Files>();
+    if (!files.PathIsDir(dir)) {
+      files.MakeDirectoryTree(dir);  // its result is not needed: the test below decides
+      if (!files.PathIsDir(dir)) return std::u16string();
     }
   }
   return EnsureTrailingSeparator(dir);

@@ -7,8 +7,9 @@
 #include "base/text.h"
 #include "layout/file_io.h"
 #include "layout/paths.h"
-#include "platform/platform.h"
+#include "platform/files.h"
 #include "platform/shell_links.h"
+#include "platform/system_info.h"
 
 namespace {
 
@@ -71,8 +72,8 @@ int32_t ScanShortcuts(const std::u16string& dir, const ShortcutMatch& match, std
 bool UpdateShortcut(const std::u16string& lnkPath, const std::u16string& target, const std::u16string& arguments,
                     const std::u16string& workingDir, const std::u16string& iconPath, int32_t iconIndex,
                     const std::u16string& appId) {
-  platform::Platform& os = platform::Get();
-  if (os.ComInitialize() < 0) return false;
+  auto& system = platform::Service<platform::SystemInfo>();
+  if (system.ComInitialize() < 0) return false;
   platform::ShellLinks& links = platform::Service<platform::ShellLinks>();
   platform::ShellLink link = nullptr;
   int32_t hr = links.CreateLink(&link);
@@ -87,12 +88,12 @@ bool UpdateShortcut(const std::u16string& lnkPath, const std::u16string& target,
     hr = links.Save(link, lnkPath);
   }
   links.Release(link);
-  os.ComUninitialize();
+  system.ComUninitialize();
   return hr >= 0;
 }
 
 void CLauncherApp::_RepairPinnedTaskBar() {
-  if (!platform::Get().PathExists(m_launcherPath)) {
+  if (!platform::Service<platform::Files>().PathExists(m_launcherPath)) {
     LogError(u"%s not exist, ", m_launcherPath);
     return;
   }

@@ -1,7 +1,7 @@
 #include "layout/task_launcher_path.h"
 
 #include "layout/paths.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
 #include "platform/protected_files.h"
 #include "task_launcher_dir.h"
 
@@ -21,7 +21,7 @@ bool IsPlainName(const std::u16string& name) {
 bool GetTaskLauncherLocation(const CProductConfig& config, TaskLauncherLocation* location) {
   *location = TaskLauncherLocation();
   if (!IsPlainName(config.install_dir_name) || !IsPlainName(config.exe_file_name)) {
-    platform::Get().SetLastErrorCode(kErrorInvalidName);
+    platform::SetLastErrorCode(kErrorInvalidName);
     return false;
   }
   std::u16string base;

@@ -10,8 +10,9 @@
 #include "layout/file_io.h"
 #include "layout/launcher_ini.h"
 #include "layout/paths.h"
+#include "platform/environment.h"
 #include "platform/file_identity.h"
-#include "platform/platform.h"
+#include "platform/files.h"
 
 namespace {
 
@@ -95,7 +96,7 @@ bool IsPlainDirName(const std::u16string& name) {
 }
 
 bool IsLauncherItself(const std::u16string& path) {
-  return platform::IsSameFile(path, platform::Get().ModuleFilePath());
+  return platform::IsSameFile(path, platform::Service<platform::Environment>().ModuleFilePath());
 }
 
 bool ReadManifestLaunchName(const std::u16string& dir, std::u16string* exePath, std::u16string* errorText) {
@@ -124,7 +125,7 @@ bool ReadManifestLaunchName(const std::u16string& dir, std::u16string* exePath, 
   const std::u16string path = JoinPath(dir, launchName);
   // A name that leads to the launcher (`..\Orvane.exe`) names no
   // application: starting it would only start the launcher again.
-  if (!platform::Get().PathExists(path) || IsLauncherItself(path)) {
+  if (!platform::Service<platform::Files>().PathExists(path) || IsLauncherItself(path)) {
     LogError(u"Not exists launchName file, path=%s", path);
     return false;
   }
@@ -141,10 +142,10 @@ bool ProbeVersionDir(const std::u16string& dir, const CProductConfig& config, st
     return true;
   }
 
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   // The launcher itself (the root holds it under the fixed name) is no main
   // executable, whichever path leads to it.
-  auto isMainExe = [&os](const std::u16string& path) { return os.PathExists(path) && !IsLauncherItself(path); };
+  auto isMainExe = [&files](const std::u16string& path) { return files.PathExists(path) && !IsLauncherItself(path); };
   std::u16string path = JoinPath(dir, config.exe_file_name);
   if (!isMainExe(path)) {
     path = JoinPath(dir, kFixedMainExeName);

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "base/format.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
 
 namespace {
 
@@ -98,7 +98,7 @@ bool CheckChain(const std::u16string& path, size_t strictLevels, std::u16string*
   for (const Level& level : levels) {
     platform::FileSecurity security;
     if (!files.ReadSecurity(level.path, &security)) {
-      *reason = FormatWideString(u"'%s' cannot be read, error=%d", level.path, platform::Get().LastError());
+      *reason = FormatWideString(u"'%s' cannot be read, error=%d", level.path, platform::LastError());
       return false;
     }
     std::u16string why;

@@ -8,7 +8,8 @@
 #include "app/launcher_app.h"
 #include "base/log.h"
 #include "base/text.h"
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/registry.h"
 
 namespace {
 
@@ -55,14 +56,15 @@ std::vector<uint8_t> RegistryBytesFromWide(const std::u16string& text) {
 }  // namespace
 
 bool PersistCompatibilityAssistantValue() {
-  platform::Platform& os = platform::Get();
+  auto& registry = platform::Service<platform::Registry>();
+  auto& env = platform::Service<platform::Environment>();
   platform::RegKey key = nullptr;
-  if (os.OpenKey(platform::Hive::kCurrentUser, kPersistedKey, platform::kKeyReadWrite, &key) != 0) return false;
-  std::u16string path = os.ModuleFilePath();
+  if (registry.OpenKey(platform::Hive::kCurrentUser, kPersistedKey, platform::kKeyReadWrite, &key) != 0) return false;
+  std::u16string path = env.ModuleFilePath();
   if (path.size() > kPersistedPathLimit) path.resize(kPersistedPathLimit);
   const std::vector<uint8_t> one = {1, 0, 0, 0};
-  const int32_t result = os.SetValue(key, path, platform::kRegDword, one);
-  os.CloseKey(key);
+  const int32_t result = registry.SetValue(key, path, platform::kRegDword, one);
+  registry.CloseKey(key);
   return result == 0;
 }
 
@@ -71,14 +73,14 @@ bool CLauncherApp::_RemoveAppCompatFlagsEntry(const std::u16string& appPath) {
     LogInfo(u"CLauncherApp::_RemoveAppCompatFlagsEntry, app path is empty.");
     return false;
   }
-  platform::Platform& os = platform::Get();
+  auto& registry = platform::Service<platform::Registry>();
 
   // Missing, unreadable or oversized values all read as the empty default:
   // a user without permission is treated like a user without a flag.
   std::u16string flags;
   uint32_t type = 0;
   std::vector<uint8_t> data;
-  if (os.ShGetValue(platform::Hive::kCurrentUser, kLayersKey, appPath, &type, &data, kLayersBufferBytes) == 0) {
+  if (registry.ShGetValue(platform::Hive::kCurrentUser, kLayersKey, appPath, &type, &data, kLayersBufferBytes) == 0) {
     flags = WideFromRegistryBytes(data);
   }
   if (flags.empty()) {
@@ -97,7 +99,7 @@ bool CLauncherApp::_RemoveAppCompatFlagsEntry(const std::u16string& appPath) {
   }
 
   if (tokens.empty()) {
-    os.ShDeleteValue(platform::Hive::kCurrentUser, kLayersKey, appPath);
+    registry.ShDeleteValue(platform::Hive::kCurrentUser, kLayersKey, appPath);
     LogInfo(u"CLauncherApp::_RemoveAppCompatFlagsEntry, app path is %s, delete compat flag.", appPath);
     return hadTokens;
   }
@@ -113,8 +115,8 @@ bool CLauncherApp::_RemoveAppCompatFlagsEntry(const std::u16string& appPath) {
   }
 
   // REG_SZ of the joined text, twice the character count, no terminator.
-  if (os.ShSetValue(platform::Hive::kCurrentUser, kLayersKey, appPath, platform::kRegSz,
-                    RegistryBytesFromWide(joined)) == 0) {
+  if (registry.ShSetValue(platform::Hive::kCurrentUser, kLayersKey, appPath, platform::kRegSz,
+                          RegistryBytesFromWide(joined)) == 0) {
     LogInfo(u"CLauncherApp::_RemoveAppCompatFlagsEntry, app path is %s, compat flag set ok.", appPath);
     return true;
   }

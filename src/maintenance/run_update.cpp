@@ -22,9 +22,11 @@
 #include "layout/paths.h"
 #include "maintenance/code_signature.h"
 #include "platform/admin_check.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
 #include "platform/file_hold.h"
 #include "platform/named_events.h"
-#include "platform/platform.h"
+#include "platform/processes.h"
 
 namespace {
 
@@ -126,7 +128,8 @@ bool ParseWaitTime(const std::u16string& text, int32_t* value, const char** fail
 }
 
 int32_t CLauncherApp::RunUpdate() {
-  platform::Platform& os = platform::Get();
+  auto& env = platform::Service<platform::Environment>();
+  auto& processes = platform::Service<platform::Processes>();
 
   // 1. Nothing is read without administrator rights.
   if (!IsCurrentUserAdmin()) {
@@ -168,23 +171,23 @@ int32_t CLauncherApp::RunUpdate() {
   if (!params.empty()) params = DecodeRunParams(params);
   const std::u16string childCommandLine = FormatWideLimited(kChildCommandLineLimit, u"\"%s\" %s", runExe, params);
   LogInfo(u"run exe cmdline=%s", childCommandLine);
-  const std::u16string currentDirectory = os.CurrentDirectory();
+  const std::u16string currentDirectory = env.CurrentDirectory();
 
   // 10. The start, of the held file by its final path: no search, no
   // appended extension. The command line stays the child's.
   platform::ProcessInfo child;
   bool started = false;
   if (isHeld) {
-    started = os.StartProcess(held.finalPath(), childCommandLine, currentDirectory, &child);
+    started = processes.StartProcess(held.finalPath(), childCommandLine, currentDirectory, &child);
   } else {
-    os.SetLastErrorCode(held.error());
+    platform::SetLastErrorCode(held.error());
   }
   if (!started) {
-    LogError(u"CreateProcess failed, error=%d", os.LastError());
+    LogError(u"CreateProcess failed, error=%d", platform::LastError());
     return kExitStartChildFailed;
   }
   // The child's two handles are in hand until step 12 closes them.
-  const auto closeHandle = [&os](platform::Handle handle) { os.CloseObject(handle); };
+  const auto closeHandle = [&processes](platform::Handle handle) { processes.CloseObject(handle); };
   ScopedResource<platform::Handle> process(closeHandle, child.process);
   ScopedResource<platform::Handle> thread(closeHandle, child.thread);
   held.Release();  // the file started is no longer needed in place
@@ -198,9 +201,9 @@ int32_t CLauncherApp::RunUpdate() {
     const char* failure = nullptr;
     if (!ParseWaitTime(waitText, &waitMs, &failure)) EndProcessOnUnhandledFailure(failure);
     LogInfo(u"run exe wait=%d", waitMs);
-    os.WaitOne(process.get(), static_cast<uint32_t>(waitMs));
+    processes.WaitOne(process.get(), static_cast<uint32_t>(waitMs));
     uint32_t exitCode = 0;
-    if (os.ExitCodeOf(process.get(), &exitCode)) {
+    if (processes.ExitCodeOf(process.get(), &exitCode)) {
       // The line shows the status before it takes the exit code: always 0.
       LogInfo(u"ExitCode:%d", status);
       status = exitCode;

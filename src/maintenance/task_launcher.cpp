@@ -8,8 +8,10 @@
 #include "layout/task_launcher_path.h"
 #include "layout/version_dirs.h"
 #include "maintenance/admin_only.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
 #include "platform/file_versions.h"
-#include "platform/platform.h"
+#include "platform/files.h"
 #include "platform/protected_files.h"
 
 namespace {
@@ -38,11 +40,11 @@ int32_t FailureOf(uint32_t error) { return error == 0 ? kEFail : HresultFromWin3
 // Creates the copy's directory levels that are missing, each with the
 // protected access list. One that appears meanwhile is left to the check.
 int32_t MakeDirectories(const TaskLauncherLocation& location) {
-  platform::Platform& os = platform::Get();
-  platform::ProtectedFiles& files = platform::Service<platform::ProtectedFiles>();
+  auto& files = platform::Service<platform::Files>();
+  platform::ProtectedFiles& protectedFiles = platform::Service<platform::ProtectedFiles>();
   for (const std::u16string& level : location.levels) {
-    if (os.PathIsDir(level) || files.CreateProtectedDirectory(level)) continue;
-    const uint32_t error = os.LastError();
+    if (files.PathIsDir(level) || protectedFiles.CreateProtectedDirectory(level)) continue;
+    const uint32_t error = platform::LastError();
     if (error == platform::kErrorAlreadyExists) continue;
     LogError(u"PrepareTaskLauncher, create directory failed, path=%s, error=%d", level, error);
     return FailureOf(error);
@@ -68,7 +70,8 @@ bool ReadProductVersion(const std::u16string& path, std::u16string* version) {
 
 int32_t PrepareTaskLauncher(const CProductConfig& config, const std::u16string& launcherPath,
                             std::u16string* taskExePath) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
+  auto& env = platform::Service<platform::Environment>();
   std::u16string reason;
   if (IsAdministratorsOnlyFile(launcherPath, &reason)) {
     LogInfo(u"PrepareTaskLauncher, the install root is administrators-only, the task runs '%s'", launcherPath);
@@ -79,7 +82,7 @@ int32_t PrepareTaskLauncher(const CProductConfig& config, const std::u16string& 
 
   TaskLauncherLocation location;
   if (!GetTaskLauncherLocation(config, &location)) {
-    const uint32_t error = os.LastError();
+    const uint32_t error = platform::LastError();
     LogError(u"PrepareTaskLauncher, no place for the copy, error=%d", error);
     return FailureOf(error);
   }
@@ -93,7 +96,7 @@ int32_t PrepareTaskLauncher(const CProductConfig& config, const std::u16string& 
   const Version own = ReadVersion(launcherPath);
   Version inPlace;
   bool keepable = false;  // a copy in place that passes the check
-  if (os.PathExists(copy)) {
+  if (files.PathExists(copy)) {
     inPlace = ReadVersion(copy);
     keepable = IsAdministratorsOnlyFile(copy, &reason);
     if (!keepable) LogInfo(u"PrepareTaskLauncher, the copy in place is replaced: %s", reason);
@@ -107,21 +110,21 @@ int32_t PrepareTaskLauncher(const CProductConfig& config, const std::u16string& 
 
   // Written beside, checked, and moved over the copy in one step, so the
   // task never names a half-written file.
-  platform::ProtectedFiles& files = platform::Service<platform::ProtectedFiles>();
-  const std::u16string temp = copy + u".new-" + AsciiToWide(std::to_string(os.ProcessId()));
+  platform::ProtectedFiles& protectedFiles = platform::Service<platform::ProtectedFiles>();
+  const std::u16string temp = copy + u".new-" + AsciiToWide(std::to_string(env.ProcessId()));
   const char16_t* step = nullptr;
   uint32_t error = 0;
-  if (!files.CopyFileTo(launcherPath, temp)) {
+  if (!protectedFiles.CopyFileTo(launcherPath, temp)) {
     step = u"copy";
-    error = os.LastError();
+    error = platform::LastError();
   } else if (!IsAdministratorsOnlyFile(temp, &reason)) {
-    os.DeleteOneFile(temp);
+    files.DeleteOneFile(temp);
     LogError(u"PrepareTaskLauncher, copy refused: %s", reason);
     return kEAccessDenied;
-  } else if (!files.ReplaceFile(temp, copy)) {
+  } else if (!protectedFiles.ReplaceFile(temp, copy)) {
     step = u"move";
-    error = os.LastError();
-    os.DeleteOneFile(temp);
+    error = platform::LastError();
+    files.DeleteOneFile(temp);
   }
   if (step == nullptr) {
     LogInfo(u"PrepareTaskLauncher, launcher copied, path=%s, version=%s", copy, own.text);

@@ -13,7 +13,8 @@
 #include "maintenance/code_signature.h"
 #include "maintenance/run_update.h"
 #include "maintenance/task_launcher.h"
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
 #include "platform/shell_execute.h"
 #include "platform/task_scheduler.h"
 
@@ -162,7 +163,7 @@ int32_t RegisterUpdateTaskWith(const std::u16string& taskName, const TaskExePath
 }
 
 int32_t CLauncherApp::AddTaskSchedule() {
-  platform::Platform& os = platform::Get();
+  auto& env = platform::Service<platform::Environment>();
   if (!IsCurrentUserAdmin()) {
     LogInfo(u"AddTaskSchedule cur is not admin");
     // One elevated copy at most: the switch tells the copy that it is one.
@@ -170,14 +171,14 @@ int32_t CLauncherApp::AddTaskSchedule() {
     const std::u16string path = GetModuleFilePath();
     const std::u16string parameters =
         FormatWideLimited(kElevatedParametersLimit, u"%s --tried_admin_user", m_rawCommandLine);
-    const std::u16string directory = os.CurrentDirectory();
+    const std::u16string directory = env.CurrentDirectory();
     const intptr_t result = platform::Service<platform::ShellExecution>().ShellExecute(
         u"runas", path, parameters, &directory, platform::kShowWindowShow);
     if (result > 32) {
       LogInfo(u"run as admin success");
       return kExitSuccess;
     }
-    LogError(u"Runas admin failed, path=%s, cmd=%s, error=%d", path, parameters, os.LastError());
+    LogError(u"Runas admin failed, path=%s, cmd=%s, error=%d", path, parameters, platform::LastError());
     return kExitNotAdmin;
   }
 

@@ -149,7 +149,7 @@ TEST_F(AddTaskScheduleTest, ElevationRoads) {
       const auto& c = shell.calls[0];
       EXPECT_EQ(std::tie(c.verb, c.file, c.parameters, c.hasDirectory, c.directory, c.show),
                 std::make_tuple(u"runas", fake.modulePath, row.commandLine + u" --tried_admin_user", true,
-                                platform::Native().CurrentDirectory(), 5));
+                                platform::NativeService<platform::Environment>().CurrentDirectory(), 5));
       EXPECT_EQ(Log().find(", error=1223") != std::string::npos, row.answer <= 32);
     }
     // Only a registration attempt is reported.

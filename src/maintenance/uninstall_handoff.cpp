@@ -7,13 +7,14 @@
 #include "app/launcher_app.h"
 #include "base/log.h"
 #include "layout/paths.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
 #include "platform/shell_execute.h"
 
 int32_t CLauncherApp::_RunUninstaller() {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   const std::u16string path = JoinPath(m_launcherDir, m_productConfig.uninstall_exe_name);
-  if (!os.PathExists(path)) {
+  if (!files.PathExists(path)) {
     LogError(u"Not found uninstaller '%s'", path);
     return kExitFailure;
   }
@@ -22,6 +23,6 @@ int32_t CLauncherApp::_RunUninstaller() {
       platform::Service<platform::ShellExecution>().ShellExecute(u"open", path, u"", nullptr, platform::kShowWindowShow);
   const int32_t result = static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(value) & 0xFFFFFFFFu));
   if (result > 32) return kExitSuccess;
-  LogError(u"Run uninstaller failed, return=%d, error=%d, path='%s'", result, os.LastError(), path);
+  LogError(u"Run uninstaller failed, return=%d, error=%d, path='%s'", result, platform::LastError(), path);
   return kExitFailure;
 }

@@ -1,6 +1,6 @@
 // The administrator check: whether the calling process's effective token is
-// a member of the local Administrators group. A service of its own beside
-// the Platform (see service.h).
+// a member of the local Administrators group. A service of its own (see
+// service.h).
 #pragma once
 
 #include "platform/service.h"

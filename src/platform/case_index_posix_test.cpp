@@ -10,9 +10,9 @@
 #include <string>
 
 #include "gtest/gtest.h"
-#include "platform/platform.h"
+#include "platform/files.h"
 #include "platform/posix_case_index.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/unicode.h"
 
 namespace platform {
@@ -66,7 +66,7 @@ TEST_F(CaseIndexTest, AnswersAsAScanOfTheDirectoryWouldNow) {
 }
 
 TEST_F(CaseIndexTest, ChangesMadeHereKeepTheIndexTrue) {
-  Files& files = Get();
+  Files& files = Service<Files>();
   auto W = [this](const std::string& name) {
     std::u16string w = Utf8ToUtf16(P(name));
     for (char16_t& c : w) c = c == u'/' ? u'\\' : c;

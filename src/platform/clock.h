@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "platform/service.h"
 #include "platform/types.h"
 
 namespace platform {

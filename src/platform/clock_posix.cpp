@@ -3,17 +3,32 @@
 
 #include <cerrno>
 
-#include "platform/posix_platform.h"
+#include "platform/clock.h"
+#include "platform/posix_translation.h"
 
 namespace platform {
 
-uint64_t PosixPlatform::NowMs() {
+class PosixClock final : public Clock {
+ public:
+  uint64_t NowMs() override;
+  bool ToLocalTime(int64_t seconds, LocalTimeParts* out) override;
+  uint64_t MonotonicNs() override;
+  void SleepMs(uint32_t ms) override;
+};
+
+template <>
+Clock& NativeService<Clock>() {
+  static PosixClock instance;
+  return instance;
+}
+
+uint64_t PosixClock::NowMs() {
   struct timespec ts;
   ::clock_gettime(CLOCK_REALTIME, &ts);
   return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec / 1000000);
 }
 
-bool PosixPlatform::ToLocalTime(int64_t seconds, LocalTimeParts* out) {
+bool PosixClock::ToLocalTime(int64_t seconds, LocalTimeParts* out) {
   // The Windows runtime takes times from 1970 up to the end of the year 3000.
   constexpr int64_t kLastSecondOf3000 = 32535215999;
   if (seconds < 0 || seconds > kLastSecondOf3000) {
@@ -30,13 +45,13 @@ bool PosixPlatform::ToLocalTime(int64_t seconds, LocalTimeParts* out) {
   return true;
 }
 
-uint64_t PosixPlatform::MonotonicNs() {
+uint64_t PosixClock::MonotonicNs() {
   struct timespec ts;
   ::clock_gettime(CLOCK_MONOTONIC, &ts);
   return static_cast<uint64_t>(ts.tv_sec) * 1000000000u + static_cast<uint64_t>(ts.tv_nsec);
 }
 
-void PosixPlatform::SleepMs(uint32_t ms) {
+void PosixClock::SleepMs(uint32_t ms) {
   struct timespec request;
   request.tv_sec = static_cast<time_t>(ms / 1000);
   request.tv_nsec = static_cast<long>(ms % 1000) * 1000000L;

@@ -4,11 +4,25 @@
 
 #include <ctime>
 
-#include "platform/win_platform.h"
+#include "platform/clock.h"
 
 namespace platform {
 
-uint64_t WinPlatform::NowMs() {
+class WinClock final : public Clock {
+ public:
+  uint64_t NowMs() override;
+  bool ToLocalTime(int64_t seconds, LocalTimeParts* out) override;
+  uint64_t MonotonicNs() override;
+  void SleepMs(uint32_t ms) override;
+};
+
+template <>
+Clock& NativeService<Clock>() {
+  static WinClock instance;
+  return instance;
+}
+
+uint64_t WinClock::NowMs() {
   struct __timeb64 now = {};
   if (::_ftime64_s(&now) != 0) {
     return 0;
@@ -16,7 +30,7 @@ uint64_t WinPlatform::NowMs() {
   return static_cast<uint64_t>(now.time) * 1000u + now.millitm;
 }
 
-bool WinPlatform::ToLocalTime(int64_t seconds, LocalTimeParts* out) {
+bool WinClock::ToLocalTime(int64_t seconds, LocalTimeParts* out) {
   __time64_t value = seconds;
   struct tm parts = {};
   if (::_localtime64_s(&parts, &value) != 0) {
@@ -26,7 +40,7 @@ bool WinPlatform::ToLocalTime(int64_t seconds, LocalTimeParts* out) {
   return true;
 }
 
-uint64_t WinPlatform::MonotonicNs() {
+uint64_t WinClock::MonotonicNs() {
   static const uint64_t frequency = [] {
     LARGE_INTEGER f = {};
     ::QueryPerformanceFrequency(&f);
@@ -40,6 +54,6 @@ uint64_t WinPlatform::MonotonicNs() {
   return ticks / frequency * 1000000000u + ticks % frequency * 1000000000u / frequency;
 }
 
-void WinPlatform::SleepMs(uint32_t ms) { ::Sleep(ms); }
+void WinClock::SleepMs(uint32_t ms) { ::Sleep(ms); }
 
 }  // namespace platform

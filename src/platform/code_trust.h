@@ -1,6 +1,6 @@
 // Code trust: the Authenticode verification of files and the system's
 // catalogs of trusted file hashes (WinVerifyTrust and the catalog admin
-// calls). A service of its own beside the Platform (see service.h).
+// calls). A service of its own (see service.h).
 //
 // The operations keep the Windows calls' contracts: statuses are the HRESULTs
 // WinVerifyTrust returns, handles are null when a call fails, and a failing

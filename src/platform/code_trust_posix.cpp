@@ -2,7 +2,7 @@
 // the service answers as Windows does for a file that bears no signature and
 // for a hash that no catalog holds. Every file is unsigned here.
 #include "platform/code_trust.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 
 namespace platform {
 namespace {

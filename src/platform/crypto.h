@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/service.h"
+
 namespace platform {
 
 using CryptoHandle = void*;

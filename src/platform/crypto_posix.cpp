@@ -13,9 +13,31 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix_platform.h"
+#include "platform/crypto.h"
+#include "platform/posix_translation.h"
 
 namespace platform {
+
+class PosixCrypto final : public Crypto {
+ public:
+  int32_t OpenRsaProvider(CryptoHandle* provider) override;
+  bool PemToDer(const char* pem, uint8_t* buffer, uint32_t* size) override;
+  bool DecodeRsaPublicKey(const uint8_t* der, uint32_t derSize, uint8_t* buffer, uint32_t* size) override;
+  void* HeapAllocate(size_t bytes) override;
+  void HeapRelease(void* block) override;
+  int32_t ImportRsaPublicKey(CryptoHandle provider, const uint8_t* blob, uint32_t blobSize, CryptoHandle* key) override;
+  int32_t RsaEncrypt(CryptoHandle key, const uint8_t* input, uint32_t inputSize, uint8_t* output, uint32_t outputSize,
+                     uint32_t* result, uint32_t flags) override;
+  int32_t DestroyKey(CryptoHandle key) override;
+  int32_t CloseProvider(CryptoHandle provider) override;
+};
+
+template <>
+Crypto& NativeService<Crypto>() {
+  static PosixCrypto instance;
+  return instance;
+}
+
 namespace {
 
 constexpr uint32_t kStatusInvalidHandle = 0xC0000008u;
@@ -99,13 +121,13 @@ RsaKey* AsKey(CryptoHandle key) {
 
 }  // namespace
 
-int32_t PosixPlatform::OpenRsaProvider(CryptoHandle* provider) {
+int32_t PosixCrypto::OpenRsaProvider(CryptoHandle* provider) {
   if (provider == nullptr) return Status(kStatusInvalidParameter);
   *provider = new RsaProvider();
   return Status(kStatusSuccess);
 }
 
-bool PosixPlatform::PemToDer(const char* pem, uint8_t* buffer, uint32_t* size) {
+bool PosixCrypto::PemToDer(const char* pem, uint8_t* buffer, uint32_t* size) {
   if (pem == nullptr || size == nullptr) {
     posix::SetError(kErrorInvalidParameter);
     return false;
@@ -134,7 +156,7 @@ bool PosixPlatform::PemToDer(const char* pem, uint8_t* buffer, uint32_t* size) {
   return true;
 }
 
-bool PosixPlatform::DecodeRsaPublicKey(const uint8_t* der, uint32_t derSize, uint8_t* buffer, uint32_t* size) {
+bool PosixCrypto::DecodeRsaPublicKey(const uint8_t* der, uint32_t derSize, uint8_t* buffer, uint32_t* size) {
   if (der == nullptr || size == nullptr) {
     posix::SetError(kErrorInvalidParameter);
     return false;
@@ -172,12 +194,12 @@ bool PosixPlatform::DecodeRsaPublicKey(const uint8_t* der, uint32_t derSize, uin
   return true;
 }
 
-void* PosixPlatform::HeapAllocate(size_t bytes) { return std::malloc(bytes == 0 ? 1 : bytes); }
+void* PosixCrypto::HeapAllocate(size_t bytes) { return std::malloc(bytes == 0 ? 1 : bytes); }
 
-void PosixPlatform::HeapRelease(void* block) { std::free(block); }
+void PosixCrypto::HeapRelease(void* block) { std::free(block); }
 
-int32_t PosixPlatform::ImportRsaPublicKey(CryptoHandle provider, const uint8_t* blob, uint32_t blobSize,
-                                          CryptoHandle* key) {
+int32_t PosixCrypto::ImportRsaPublicKey(CryptoHandle provider, const uint8_t* blob, uint32_t blobSize,
+                                        CryptoHandle* key) {
   const RsaProvider* prov = static_cast<const RsaProvider*>(provider);
   if (prov == nullptr || prov->tag != kProviderTag) return Status(kStatusInvalidHandle);
   if (blob == nullptr || key == nullptr || blobSize < kBlobHeaderSize) return Status(kStatusInvalidParameter);
@@ -206,8 +228,8 @@ int32_t PosixPlatform::ImportRsaPublicKey(CryptoHandle provider, const uint8_t* 
   return Status(kStatusSuccess);
 }
 
-int32_t PosixPlatform::RsaEncrypt(CryptoHandle key, const uint8_t* input, uint32_t inputSize, uint8_t* output,
-                                  uint32_t outputSize, uint32_t* result, uint32_t flags) {
+int32_t PosixCrypto::RsaEncrypt(CryptoHandle key, const uint8_t* input, uint32_t inputSize, uint8_t* output,
+                                uint32_t outputSize, uint32_t* result, uint32_t flags) {
   RsaKey* k = AsKey(key);
   if (k == nullptr) return Status(kStatusInvalidHandle);
   if (result == nullptr || (flags != kBcryptPadNone && flags != kBcryptPadPkcs1)) {
@@ -237,7 +259,7 @@ int32_t PosixPlatform::RsaEncrypt(CryptoHandle key, const uint8_t* input, uint32
   return Status(kStatusSuccess);
 }
 
-int32_t PosixPlatform::DestroyKey(CryptoHandle key) {
+int32_t PosixCrypto::DestroyKey(CryptoHandle key) {
   RsaKey* k = AsKey(key);
   if (k == nullptr) return Status(kStatusInvalidHandle);
   mbedtls_rsa_free(&k->rsa);
@@ -246,7 +268,7 @@ int32_t PosixPlatform::DestroyKey(CryptoHandle key) {
   return Status(kStatusSuccess);
 }
 
-int32_t PosixPlatform::CloseProvider(CryptoHandle provider) {
+int32_t PosixCrypto::CloseProvider(CryptoHandle provider) {
   RsaProvider* prov = static_cast<RsaProvider*>(provider);
   if (prov == nullptr || prov->tag != kProviderTag) return Status(kStatusInvalidHandle);
   prov->tag = 0;

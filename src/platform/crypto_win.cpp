@@ -4,25 +4,45 @@
 #include <bcrypt.h>
 #include <wincrypt.h>
 
-#include "platform/win_platform.h"
+#include "platform/crypto.h"
 
 namespace platform {
 
-int32_t WinPlatform::OpenRsaProvider(CryptoHandle* provider) {
+class WinCrypto final : public Crypto {
+ public:
+  int32_t OpenRsaProvider(CryptoHandle* provider) override;
+  bool PemToDer(const char* pem, uint8_t* buffer, uint32_t* size) override;
+  bool DecodeRsaPublicKey(const uint8_t* der, uint32_t derSize, uint8_t* buffer, uint32_t* size) override;
+  void* HeapAllocate(size_t bytes) override;
+  void HeapRelease(void* block) override;
+  int32_t ImportRsaPublicKey(CryptoHandle provider, const uint8_t* blob, uint32_t blobSize, CryptoHandle* key) override;
+  int32_t RsaEncrypt(CryptoHandle key, const uint8_t* input, uint32_t inputSize, uint8_t* output, uint32_t outputSize,
+                     uint32_t* result, uint32_t flags) override;
+  int32_t DestroyKey(CryptoHandle key) override;
+  int32_t CloseProvider(CryptoHandle provider) override;
+};
+
+template <>
+Crypto& NativeService<Crypto>() {
+  static WinCrypto instance;
+  return instance;
+}
+
+int32_t WinCrypto::OpenRsaProvider(CryptoHandle* provider) {
   BCRYPT_ALG_HANDLE handle = nullptr;
   NTSTATUS status = ::BCryptOpenAlgorithmProvider(&handle, BCRYPT_RSA_ALGORITHM, nullptr, 0);
   *provider = handle;
   return status;
 }
 
-bool WinPlatform::PemToDer(const char* pem, uint8_t* buffer, uint32_t* size) {
+bool WinCrypto::PemToDer(const char* pem, uint8_t* buffer, uint32_t* size) {
   DWORD length = *size;
   BOOL ok = ::CryptStringToBinaryA(pem, 0, CRYPT_STRING_BASE64HEADER, buffer, &length, nullptr, nullptr);
   *size = length;
   return ok != FALSE;
 }
 
-bool WinPlatform::DecodeRsaPublicKey(const uint8_t* der, uint32_t derSize, uint8_t* buffer, uint32_t* size) {
+bool WinCrypto::DecodeRsaPublicKey(const uint8_t* der, uint32_t derSize, uint8_t* buffer, uint32_t* size) {
   DWORD length = *size;
   BOOL ok = ::CryptDecodeObjectEx(X509_ASN_ENCODING, CNG_RSA_PUBLIC_KEY_BLOB, der, derSize, 0, nullptr, buffer,
                                   &length);
@@ -30,12 +50,12 @@ bool WinPlatform::DecodeRsaPublicKey(const uint8_t* der, uint32_t derSize, uint8
   return ok != FALSE;
 }
 
-void* WinPlatform::HeapAllocate(size_t bytes) { return ::HeapAlloc(::GetProcessHeap(), 0, bytes); }
+void* WinCrypto::HeapAllocate(size_t bytes) { return ::HeapAlloc(::GetProcessHeap(), 0, bytes); }
 
-void WinPlatform::HeapRelease(void* block) { ::HeapFree(::GetProcessHeap(), 0, block); }
+void WinCrypto::HeapRelease(void* block) { ::HeapFree(::GetProcessHeap(), 0, block); }
 
-int32_t WinPlatform::ImportRsaPublicKey(CryptoHandle provider, const uint8_t* blob, uint32_t blobSize,
-                                        CryptoHandle* key) {
+int32_t WinCrypto::ImportRsaPublicKey(CryptoHandle provider, const uint8_t* blob, uint32_t blobSize,
+                                      CryptoHandle* key) {
   BCRYPT_KEY_HANDLE handle = nullptr;
   NTSTATUS status = ::BCryptImportKeyPair(provider, nullptr, BCRYPT_RSAPUBLIC_BLOB, &handle,
                                           const_cast<PUCHAR>(blob), blobSize, 0);
@@ -43,8 +63,8 @@ int32_t WinPlatform::ImportRsaPublicKey(CryptoHandle provider, const uint8_t* bl
   return status;
 }
 
-int32_t WinPlatform::RsaEncrypt(CryptoHandle key, const uint8_t* input, uint32_t inputSize, uint8_t* output,
-                                uint32_t outputSize, uint32_t* result, uint32_t flags) {
+int32_t WinCrypto::RsaEncrypt(CryptoHandle key, const uint8_t* input, uint32_t inputSize, uint8_t* output,
+                              uint32_t outputSize, uint32_t* result, uint32_t flags) {
   ULONG written = 0;
   NTSTATUS status = ::BCryptEncrypt(key, const_cast<PUCHAR>(input), inputSize, nullptr, nullptr, 0, output,
                                     outputSize, &written, flags);
@@ -52,8 +72,8 @@ int32_t WinPlatform::RsaEncrypt(CryptoHandle key, const uint8_t* input, uint32_t
   return status;
 }
 
-int32_t WinPlatform::DestroyKey(CryptoHandle key) { return ::BCryptDestroyKey(key); }
+int32_t WinCrypto::DestroyKey(CryptoHandle key) { return ::BCryptDestroyKey(key); }
 
-int32_t WinPlatform::CloseProvider(CryptoHandle provider) { return ::BCryptCloseAlgorithmProvider(provider, 0); }
+int32_t WinCrypto::CloseProvider(CryptoHandle provider) { return ::BCryptCloseAlgorithmProvider(provider, 0); }
 
 }  // namespace platform

@@ -12,9 +12,10 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/files_posix.h"
 #include "platform/posix_listing_cache.h"
 #include "platform/posix_case_index.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/unicode.h"
 
 namespace platform {
@@ -101,7 +102,7 @@ int AttributesAt(const std::string& p, uint32_t* attributes) {
 
 }  // namespace
 
-bool PosixPlatform::DeleteOneFile(const std::u16string& path) {
+bool PosixFiles::DeleteOneFile(const std::u16string& path) {
   posix::ListedPlace place;
   int err = ENOENT;
   if (Listings().Find(path, &place)) err = ::unlinkat(place.dirFd, place.name.c_str(), 0) == 0 ? 0 : errno;
@@ -117,7 +118,7 @@ bool PosixPlatform::DeleteOneFile(const std::u16string& path) {
   return true;
 }
 
-bool PosixPlatform::RemoveOneDirectory(const std::u16string& path) {
+bool PosixFiles::RemoveOneDirectory(const std::u16string& path) {
   posix::ListedPlace place;
   int err = ENOENT;
   if (Listings().Find(path, &place)) err = RemoveDirectoryOrLink(place.dirFd, place.name.c_str());
@@ -135,7 +136,7 @@ bool PosixPlatform::RemoveOneDirectory(const std::u16string& path) {
   return true;
 }
 
-bool PosixPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) {
+bool PosixFiles::FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) {
   const size_t cut = pattern.rfind(u'\\');
   const std::u16string dirPart = cut == std::u16string::npos ? u"." : pattern.substr(0, cut == 0 ? 1 : cut);
   const std::u16string namePattern = cut == std::u16string::npos ? pattern : pattern.substr(cut + 1);
@@ -198,7 +199,7 @@ bool PosixPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEn
   return true;
 }
 
-uint32_t PosixPlatform::GetAttributes(const std::u16string& path) {
+uint32_t PosixFiles::GetAttributes(const std::u16string& path) {
   posix::ListedPlace place;
   std::string p;
   uint32_t attributes = 0;
@@ -218,7 +219,7 @@ uint32_t PosixPlatform::GetAttributes(const std::u16string& path) {
   return attributes;
 }
 
-bool PosixPlatform::SetAttributes(const std::u16string& path, uint32_t attributes) {
+bool PosixFiles::SetAttributes(const std::u16string& path, uint32_t attributes) {
   // Of the attributes only the read-only bit means something here; when the
   // entry just listed has it as asked, or is a link, nothing changes.
   posix::ListedPlace place;

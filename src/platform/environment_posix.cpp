@@ -7,12 +7,31 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/posix_platform.h"
+#include "platform/environment.h"
+#include "platform/posix_translation.h"
 #include "platform/unicode.h"
 
 extern char** environ;
 
 namespace platform {
+
+class PosixEnvironment final : public Environment {
+ public:
+  std::u16string ModuleFilePath() override;
+  bool GetEnv(const std::u16string& name, std::u16string* value) override;
+  bool SetEnv(const std::u16string& name, const std::u16string* value) override;
+  uint32_t ProcessId() override;
+  uint32_t ThreadId() override;
+  std::u16string CurrentDirectory() override;
+  void WriteStdout(const std::string& text) override;
+};
+
+template <>
+Environment& NativeService<Environment>() {
+  static PosixEnvironment instance;
+  return instance;
+}
+
 namespace {
 
 std::string HomeDirectory() {
@@ -45,7 +64,7 @@ const char* FindVariable(const std::string& name) {
 
 }  // namespace
 
-std::u16string PosixPlatform::ModuleFilePath() {
+std::u16string PosixEnvironment::ModuleFilePath() {
   std::string path(256, '\0');
   while (true) {
     const ssize_t n = ::readlink("/proc/self/exe", &path[0], path.size());
@@ -63,7 +82,7 @@ std::u16string PosixPlatform::ModuleFilePath() {
   return posix::FromPosixPath(path);
 }
 
-bool PosixPlatform::GetEnv(const std::u16string& name, std::u16string* value) {
+bool PosixEnvironment::GetEnv(const std::u16string& name, std::u16string* value) {
   const std::string narrowName = Utf16ToUtf8(name);
   std::string text;
   if (const char* found = FindVariable(narrowName)) {
@@ -81,7 +100,7 @@ bool PosixPlatform::GetEnv(const std::u16string& name, std::u16string* value) {
   return true;
 }
 
-bool PosixPlatform::SetEnv(const std::u16string& name, const std::u16string* value) {
+bool PosixEnvironment::SetEnv(const std::u16string& name, const std::u16string* value) {
   const std::string narrowName = Utf16ToUtf8(name);
   if (narrowName.empty() || narrowName.find('=') != std::string::npos) {
     posix::SetError(kErrorInvalidParameter);
@@ -108,11 +127,11 @@ bool PosixPlatform::SetEnv(const std::u16string& name, const std::u16string* val
   return true;
 }
 
-uint32_t PosixPlatform::ProcessId() { return static_cast<uint32_t>(::getpid()); }
+uint32_t PosixEnvironment::ProcessId() { return static_cast<uint32_t>(::getpid()); }
 
-uint32_t PosixPlatform::ThreadId() { return static_cast<uint32_t>(::syscall(SYS_gettid)); }
+uint32_t PosixEnvironment::ThreadId() { return static_cast<uint32_t>(::syscall(SYS_gettid)); }
 
-std::u16string PosixPlatform::CurrentDirectory() {
+std::u16string PosixEnvironment::CurrentDirectory() {
   std::string path(256, '\0');
   while (::getcwd(&path[0], path.size()) == nullptr) {
     if (errno != ERANGE) {
@@ -126,7 +145,7 @@ std::u16string PosixPlatform::CurrentDirectory() {
   return posix::FromPosixPath(path);
 }
 
-void PosixPlatform::WriteStdout(const std::string& text) {
+void PosixEnvironment::WriteStdout(const std::string& text) {
   size_t done = 0;
   while (done < text.size()) {
     const ssize_t n = ::write(STDOUT_FILENO, text.data() + done, text.size() - done);

@@ -4,12 +4,29 @@
 #include <cstdio>
 #include <vector>
 
-#include "platform/win_platform.h"
+#include "platform/environment.h"
 #include "platform/win_text.h"
 
 namespace platform {
 
-std::u16string WinPlatform::ModuleFilePath() {
+class WinEnvironment final : public Environment {
+ public:
+  std::u16string ModuleFilePath() override;
+  bool GetEnv(const std::u16string& name, std::u16string* value) override;
+  bool SetEnv(const std::u16string& name, const std::u16string* value) override;
+  uint32_t ProcessId() override;
+  uint32_t ThreadId() override;
+  std::u16string CurrentDirectory() override;
+  void WriteStdout(const std::string& text) override;
+};
+
+template <>
+Environment& NativeService<Environment>() {
+  static WinEnvironment instance;
+  return instance;
+}
+
+std::u16string WinEnvironment::ModuleFilePath() {
   // GetModuleFileNameW fills the whole buffer when the path does not fit, so
   // grow until a call leaves room to spare. Long paths reach 32767 units.
   std::vector<wchar_t> buffer(MAX_PATH);
@@ -28,7 +45,7 @@ std::u16string WinPlatform::ModuleFilePath() {
   }
 }
 
-bool WinPlatform::GetEnv(const std::u16string& name, std::u16string* value) {
+bool WinEnvironment::GetEnv(const std::u16string& name, std::u16string* value) {
   std::vector<wchar_t> buffer(256);
   for (;;) {
     // A variable set to the empty text answers 0 as a missing one does; only
@@ -51,15 +68,15 @@ bool WinPlatform::GetEnv(const std::u16string& name, std::u16string* value) {
   }
 }
 
-bool WinPlatform::SetEnv(const std::u16string& name, const std::u16string* value) {
+bool WinEnvironment::SetEnv(const std::u16string& name, const std::u16string* value) {
   return ::SetEnvironmentVariableW(AsWide(name), value != nullptr ? AsWide(*value) : nullptr) != FALSE;
 }
 
-uint32_t WinPlatform::ProcessId() { return ::GetCurrentProcessId(); }
+uint32_t WinEnvironment::ProcessId() { return ::GetCurrentProcessId(); }
 
-uint32_t WinPlatform::ThreadId() { return ::GetCurrentThreadId(); }
+uint32_t WinEnvironment::ThreadId() { return ::GetCurrentThreadId(); }
 
-std::u16string WinPlatform::CurrentDirectory() {
+std::u16string WinEnvironment::CurrentDirectory() {
   DWORD needed = ::GetCurrentDirectoryW(0, nullptr);
   if (needed == 0) {
     return std::u16string();
@@ -72,7 +89,7 @@ std::u16string WinPlatform::CurrentDirectory() {
   return FromWide(buffer.data(), length);
 }
 
-void WinPlatform::WriteStdout(const std::string& text) {
+void WinEnvironment::WriteStdout(const std::string& text) {
   // A GUI process usually has no standard output; the write then fails
   // silently, which is all a caller of this asks for.
   std::fwrite(text.data(), 1, text.size(), stdout);

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/platform.h"
+#include "platform/error_codes.h"
 #include "platform/process_images.h"
 #include "platform/shell_folders.h"
 
@@ -44,7 +44,7 @@ class FakeProcessImages final : public ProcessImages {
     accessAsked.push_back(access);
     const auto it = processes.find(pid);
     if (it == processes.end() || it->second.openError != 0) {
-      Get().SetLastErrorCode(it == processes.end() ? kErrorInvalidParameter : it->second.openError);
+      SetLastErrorCode(it == processes.end() ? kErrorInvalidParameter : it->second.openError);
       return nullptr;
     }
     open_.push_back(std::make_unique<uint32_t>(pid));
@@ -53,13 +53,13 @@ class FakeProcessImages final : public ProcessImages {
   uint32_t ModuleFileName(Handle process, std::u16string* path) override {
     const Process* p = Find(process);
     *path = p != nullptr ? p->modulePath.substr(0, 259) : std::u16string();
-    if (path->empty()) Get().SetLastErrorCode(p != nullptr ? p->moduleError : kErrorInvalidHandle);
+    if (path->empty()) SetLastErrorCode(p != nullptr ? p->moduleError : kErrorInvalidHandle);
     return static_cast<uint32_t>(path->size());
   }
   uint32_t ImageFileName(Handle process, std::u16string* path) override {
     const Process* p = Find(process);
     *path = p != nullptr ? p->imagePath.substr(0, 259) : std::u16string();
-    if (path->empty()) Get().SetLastErrorCode(p != nullptr ? kErrorAccessDenied : kErrorInvalidHandle);
+    if (path->empty()) SetLastErrorCode(p != nullptr ? kErrorAccessDenied : kErrorInvalidHandle);
     return static_cast<uint32_t>(path->size());
   }
   bool CloseProcess(Handle process) override {
@@ -69,19 +69,19 @@ class FakeProcessImages final : public ProcessImages {
         return true;
       }
     }
-    Get().SetLastErrorCode(kErrorInvalidHandle);
+    SetLastErrorCode(kErrorInvalidHandle);
     return false;
   }
   uint32_t LogicalDriveStrings(std::u16string* list) override {
     *list = drivesResult != 0 && drivesResult <= 260 ? drives : std::u16string();
-    if (drivesResult == 0) Get().SetLastErrorCode(drivesError);
+    if (drivesResult == 0) SetLastErrorCode(drivesError);
     return drivesResult;
   }
   uint32_t QueryDosDevice(const std::u16string& device, std::u16string* target) override {
     const auto it = devices.find(device);
     if (it == devices.end()) {
       target->clear();
-      Get().SetLastErrorCode(kErrorFileNotFound);
+      SetLastErrorCode(kErrorFileNotFound);
       return 0;
     }
     *target = it->second.substr(0, 98);

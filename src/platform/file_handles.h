@@ -2,7 +2,7 @@
 // and one directory level at a time. The zip reader of the installer toolkit
 // works through this service; each operation keeps the contract of the
 // Windows call it is named after (arguments, results, last error through
-// platform::Get().LastError()).
+// LastError()).
 #pragma once
 
 #include <cstdint>

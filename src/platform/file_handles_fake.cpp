@@ -1,7 +1,7 @@
 #include <map>
 
+#include "platform/error_codes.h"
 #include "platform/fake_file_handles.h"
-#include "platform/platform.h"
 
 namespace platform {
 namespace {
@@ -32,7 +32,7 @@ bool FakeFileHandles::Fails(const char* op) {
     --failSkip_;
     return false;
   }
-  Get().SetLastErrorCode(failError_);
+  SetLastErrorCode(failError_);
   return true;
 }
 
@@ -42,7 +42,7 @@ Handle FakeFileHandles::CreateFileHandle(const std::u16string& path, uint32_t ac
   const Handle handle = native_.CreateFileHandle(path, access, share, disposition, attributes);
   // The core reads the open's last error from the current platform, which
   // may be the fake one.
-  Get().SetLastErrorCode(Native().LastError());
+  SetLastErrorCode(NativeService<ErrorCodes>().LastError());
   return handle;
 }
 
@@ -64,7 +64,7 @@ bool FakeFileHandles::WriteFile(Handle file, const void* buffer, uint32_t bytes,
 
 uint32_t FakeFileHandles::SetFilePointer(Handle file, int32_t distance, uint32_t method) {
   if (unseekable_) {
-    Get().SetLastErrorCode(kErrorInvalidFunction);
+    SetLastErrorCode(kErrorInvalidFunction);
     return kInvalidSetFilePointer;
   }
   if (Fails("SetFilePointer")) return kInvalidSetFilePointer;

@@ -9,7 +9,7 @@
 
 #include "platform/file_handles.h"
 #include "platform/posix_case_index.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/service.h"
 
 namespace platform {

@@ -1,6 +1,6 @@
 #include "platform/file_hold.h"
 
-#include "platform/platform.h"
+#include "platform/error_codes.h"
 
 namespace platform {
 namespace {
@@ -107,7 +107,7 @@ bool IsAbsoluteWindowsPath(const std::u16string& path) {
 bool HeldFile::Fail(uint32_t error) {
   Release();
   error_ = error;
-  Get().SetLastErrorCode(error);
+  SetLastErrorCode(error);
   return false;
 }
 
@@ -116,14 +116,13 @@ bool HeldFile::Hold(const std::u16string& path) {
   error_ = kErrorSuccess;
   files_ = &Service<FileHold>();
   FileHold& files = *files_;
-  Platform& os = Get();
   if (!files.IsAbsolutePath(path)) return Fail(kErrorBadPathname);
 
   const Handle file = files.OpenEntry(path, FileHold::Entry::kFile);
-  if (file == nullptr) return Fail(os.LastError());
+  if (file == nullptr) return Fail(LastError());
   handles_.push_back(file);
   std::u16string finalPath;
-  if (!files.FinalPathOf(file, &finalPath)) return Fail(os.LastError());
+  if (!files.FinalPathOf(file, &finalPath)) return Fail(LastError());
 
   // Every directory of the final path, from the top down. Opening follows a
   // link, so a directory whose own final path is not its name is a link (or
@@ -134,10 +133,10 @@ bool HeldFile::Hold(const std::u16string& path) {
   }
   for (auto dir = directories.rbegin(); dir != directories.rend(); ++dir) {
     const Handle held = files.OpenEntry(*dir, FileHold::Entry::kDirectory);
-    if (held == nullptr) return Fail(os.LastError());
+    if (held == nullptr) return Fail(LastError());
     handles_.push_back(held);
     std::u16string found;
-    if (!files.FinalPathOf(held, &found)) return Fail(os.LastError());
+    if (!files.FinalPathOf(held, &found)) return Fail(LastError());
     if (found != *dir) return Fail(kErrorSharingViolation);
   }
 
@@ -146,10 +145,10 @@ bool HeldFile::Hold(const std::u16string& path) {
   // the name leading to another file.
   const std::u16string plainPath = PlainFormOf(finalPath);
   const Handle again = files.OpenEntry(plainPath, FileHold::Entry::kFile);
-  if (again == nullptr) return Fail(os.LastError());
+  if (again == nullptr) return Fail(LastError());
   FileId heldIdentity, namedIdentity;
   const bool known = files.IdentityOf(file, &heldIdentity) && files.IdentityOf(again, &namedIdentity);
-  const uint32_t queryError = known ? kErrorSuccess : os.LastError();
+  const uint32_t queryError = known ? kErrorSuccess : LastError();
   files.CloseEntry(again);
   if (!known) return Fail(queryError);
   if (heldIdentity != namedIdentity) return Fail(kErrorSharingViolation);

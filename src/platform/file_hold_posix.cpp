@@ -12,7 +12,7 @@
 #include <string>
 
 #include "platform/file_hold.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 
 namespace platform {
 namespace {

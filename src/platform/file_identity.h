@@ -1,7 +1,7 @@
 // Which file a path leads to, by the file system's own identity rather than by
 // the path's spelling: two paths name the same file when they give the same
 // identity, whatever hard links, links, junctions, letter case, `.` or `..`
-// lie between them. A service of its own beside the Platform (see service.h).
+// lie between them. A service of its own (see service.h).
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "platform/ascii.h"
+#include "platform/error_codes.h"
 #include "platform/fake_file_identity.h"
-#include "platform/platform.h"
 
 namespace platform {
 namespace {
@@ -20,12 +20,12 @@ FakeFileIdentity::FakeFileIdentity() : native_(NativeService<FileIdentity>()) {}
 bool FakeFileIdentity::IdentifyFile(const std::u16string& path, FileId* id) {
   asked.push_back(path);
   if (const uint32_t* error = Lookup(failures, path)) {
-    Get().SetLastErrorCode(*error);
+    SetLastErrorCode(*error);
     return false;
   }
   const std::u16string* alias = Lookup(sameAs, path);
   if (native_.IdentifyFile(alias != nullptr ? *alias : path, id)) return true;
-  Get().SetLastErrorCode(Native().LastError());  // a fake platform keeps its own last error
+  SetLastErrorCode(NativeService<ErrorCodes>().LastError());  // a fake platform keeps its own last error
   return false;
 }
 

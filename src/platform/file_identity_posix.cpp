@@ -6,7 +6,7 @@
 #include <string>
 
 #include "platform/file_identity.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 
 namespace platform {
 namespace {

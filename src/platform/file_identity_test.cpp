@@ -8,7 +8,7 @@
 #include <string>
 
 #include "gtest/gtest.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
 
 namespace {
 
@@ -31,20 +31,24 @@ TEST(FileIdentityTest, SameFileRows) {
   fs::create_hard_link(dir / "Launcher.exe", dir / "sub" / "hard.exe", linked);
   ASSERT_FALSE(linked) << linked.message();
   const std::u16string D = Core(dir) + u"\\", L = D + u"Launcher.exe";
-  const struct { std::u16string other; bool same; uint32_t error; } rows[] = {
-      {L, true, 0},                          {D + u"LAUNCHER.EXE", true, 0},
-      {D + u"sub\\..\\Launcher.exe", true, 0}, {D + u".\\Launcher.exe", true, 0},
-      {D + u"sub\\hard.exe", true, 0},       {D + u"copy.exe", false, 0},
-      {D + u"sub", false, 0},                {D + u"missing.exe", false, 2},
+  const struct { std::u16string other; bool same; uint32_t error;
+  } rows[] = {
+      {L, true, 0},
+      {D + u"LAUNCHER.EXE", true, 0},
+      {D + u"sub\\..\\Launcher.exe", true, 0},
+      {D + u".\\Launcher.exe", true, 0},
+      {D + u"sub\\hard.exe", true, 0},
+      {D + u"copy.exe", false, 0},
+      {D + u"sub", false, 0},
+      {D + u"missing.exe", false, 2},
       {D + u"nodir\\Launcher.exe", false, 3},
   };
-  platform::Platform& os = platform::Get();
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.other.begin(), row.other.end()));
-    os.SetLastErrorCode(0);
+    platform::SetLastErrorCode(0);
     EXPECT_EQ(platform::IsSameFile(L, row.other), row.same);
     if (row.error != 0) {
-      EXPECT_EQ(os.LastError(), row.error);
+      EXPECT_EQ(platform::LastError(), row.error);
     }
   }
   std::error_code ignored;

@@ -1,5 +1,5 @@
 // A file's version record (the VERSIONINFO resource of an executable). A
-// service of its own beside the Platform (see service.h).
+// service of its own (see service.h).
 //
 // On Linux an executable carries no version record: ReadVersionInfo fails as
 // GetFileVersionInfoSizeW does for such a file (1813).

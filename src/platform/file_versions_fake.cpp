@@ -1,13 +1,12 @@
+#include "platform/error_codes.h"
 #include "platform/fake_file_versions.h"
-
-#include "platform/platform.h"
 
 namespace platform {
 
 // The record handed out is the file's path, by which the queries find it.
 bool FakeFileVersions::ReadVersionInfo(const std::u16string& path, std::vector<uint8_t>* record) {
   if (records.count(path) == 0) {
-    Get().SetLastErrorCode(kErrorResourceTypeNotFound);
+    SetLastErrorCode(kErrorResourceTypeNotFound);
     return false;
   }
   const auto* bytes = reinterpret_cast<const uint8_t*>(path.data());

@@ -1,7 +1,7 @@
 // Version records on Linux: an ELF executable has none, so every file
 // answers as a Windows file without a VERSIONINFO resource.
 #include "platform/file_versions.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 
 namespace platform {
 namespace {

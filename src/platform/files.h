@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/service.h"
 #include "platform/types.h"
 
 namespace platform {

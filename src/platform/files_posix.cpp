@@ -1,6 +1,8 @@
 // Files and directories with the contracts of the Windows calls: paths come
 // in Windows form, names match without regard to ASCII case, failures carry
 // the Windows error codes. Listing, attributes and removal: entries_posix.cpp.
+#include "platform/files_posix.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,10 +14,17 @@
 
 #include "platform/posix_listing_cache.h"
 #include "platform/posix_case_index.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/unicode.h"
 
 namespace platform {
+
+template <>
+Files& NativeService<Files>() {
+  static PosixFiles instance;
+  return instance;
+}
+
 namespace {
 
 using posix::MapErrno;
@@ -56,17 +65,17 @@ bool StatWindowsPath(const std::u16string& path, struct stat* st) {
 
 }  // namespace
 
-bool PosixPlatform::PathExists(const std::u16string& path) {
+bool PosixFiles::PathExists(const std::u16string& path) {
   struct stat st;
   return StatWindowsPath(path, &st);
 }
 
-bool PosixPlatform::PathIsDir(const std::u16string& path) {
+bool PosixFiles::PathIsDir(const std::u16string& path) {
   struct stat st;
   return StatWindowsPath(path, &st) && S_ISDIR(st.st_mode);
 }
 
-int32_t PosixPlatform::MakeDirectoryTree(const std::u16string& path) {
+int32_t PosixFiles::MakeDirectoryTree(const std::u16string& path) {
   std::string p;
   if (!posix::ResolvePath(path, &p)) return static_cast<int32_t>(kErrorPathNotFound);
   while (p.size() > 1 && p.back() == '/') p.pop_back();
@@ -107,7 +116,7 @@ int32_t PosixPlatform::MakeDirectoryTree(const std::u16string& path) {
   return 0;
 }
 
-bool PosixPlatform::MovePath(const std::u16string& from, const std::u16string& to, uint32_t flags) {
+bool PosixFiles::MovePath(const std::u16string& from, const std::u16string& to, uint32_t flags) {
   std::string src, dst, dstAsWritten;
   if (!posix::ResolvePath(from, &src) || !posix::ToPosixPath(to, &dstAsWritten)) return false;
   dst = posix::ResolveCase(dstAsWritten);
@@ -159,7 +168,7 @@ bool PosixPlatform::MovePath(const std::u16string& from, const std::u16string& t
   return true;
 }
 
-std::FILE* PosixPlatform::OpenStream(const std::u16string& path, const char* mode) {
+std::FILE* PosixFiles::OpenStream(const std::u16string& path, const char* mode) {
   std::string p;
   if (!posix::ResolvePath(path, &p)) return nullptr;
   const std::string m(mode);
@@ -216,7 +225,7 @@ std::FILE* PosixPlatform::OpenStream(const std::u16string& path, const char* mod
   return stream;
 }
 
-bool PosixPlatform::AppendShared(std::FILE* stream, const std::string& bytes) {
+bool PosixFiles::AppendShared(std::FILE* stream, const std::string& bytes) {
   // The stream's buffer may be smaller than the piece, and stdio would then
   // split it over several writes. One write(2) on a descriptor opened with
   // O_APPEND lands whole at the end of a regular file.

@@ -7,20 +7,41 @@
 
 #include <cstdio>
 
-#include "platform/win_platform.h"
+#include "platform/files.h"
 #include "platform/win_text.h"
 
 namespace platform {
 
-bool WinPlatform::PathExists(const std::u16string& path) { return ::PathFileExistsW(AsWide(path)) != FALSE; }
+class WinFiles final : public Files {
+ public:
+  bool PathExists(const std::u16string& path) override;
+  bool PathIsDir(const std::u16string& path) override;
+  int32_t MakeDirectoryTree(const std::u16string& path) override;
+  bool MovePath(const std::u16string& from, const std::u16string& to, uint32_t flags) override;
+  bool DeleteOneFile(const std::u16string& path) override;
+  bool RemoveOneDirectory(const std::u16string& path) override;
+  bool FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) override;
+  uint32_t GetAttributes(const std::u16string& path) override;
+  bool SetAttributes(const std::u16string& path, uint32_t attributes) override;
+  std::FILE* OpenStream(const std::u16string& path, const char* mode) override;
+  bool AppendShared(std::FILE* stream, const std::string& bytes) override;
+};
 
-bool WinPlatform::PathIsDir(const std::u16string& path) { return ::PathIsDirectoryW(AsWide(path)) != FALSE; }
+template <>
+Files& NativeService<Files>() {
+  static WinFiles instance;
+  return instance;
+}
 
-int32_t WinPlatform::MakeDirectoryTree(const std::u16string& path) {
+bool WinFiles::PathExists(const std::u16string& path) { return ::PathFileExistsW(AsWide(path)) != FALSE; }
+
+bool WinFiles::PathIsDir(const std::u16string& path) { return ::PathIsDirectoryW(AsWide(path)) != FALSE; }
+
+int32_t WinFiles::MakeDirectoryTree(const std::u16string& path) {
   return ::SHCreateDirectoryExW(nullptr, AsWide(path), nullptr);
 }
 
-bool WinPlatform::MovePath(const std::u16string& from, const std::u16string& to, uint32_t flags) {
+bool WinFiles::MovePath(const std::u16string& from, const std::u16string& to, uint32_t flags) {
   // Flags 0 is the plain MoveFileW of the callers that rename directories.
   if (flags == 0) {
     return ::MoveFileW(AsWide(from), AsWide(to)) != FALSE;
@@ -30,13 +51,11 @@ bool WinPlatform::MovePath(const std::u16string& from, const std::u16string& to,
   return ::MoveFileExW(AsWide(from), to.empty() ? nullptr : AsWide(to), flags) != FALSE;
 }
 
-bool WinPlatform::DeleteOneFile(const std::u16string& path) { return ::DeleteFileW(AsWide(path)) != FALSE; }
+bool WinFiles::DeleteOneFile(const std::u16string& path) { return ::DeleteFileW(AsWide(path)) != FALSE; }
 
-bool WinPlatform::RemoveOneDirectory(const std::u16string& path) {
-  return ::RemoveDirectoryW(AsWide(path)) != FALSE;
-}
+bool WinFiles::RemoveOneDirectory(const std::u16string& path) { return ::RemoveDirectoryW(AsWide(path)) != FALSE; }
 
-bool WinPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) {
+bool WinFiles::FindEntries(const std::u16string& pattern, std::vector<DirEntry>* entries) {
   WIN32_FIND_DATAW data = {};
   HANDLE find = ::FindFirstFileW(AsWide(pattern), &data);
   if (find == INVALID_HANDLE_VALUE) {
@@ -56,13 +75,13 @@ bool WinPlatform::FindEntries(const std::u16string& pattern, std::vector<DirEntr
   return true;
 }
 
-uint32_t WinPlatform::GetAttributes(const std::u16string& path) { return ::GetFileAttributesW(AsWide(path)); }
+uint32_t WinFiles::GetAttributes(const std::u16string& path) { return ::GetFileAttributesW(AsWide(path)); }
 
-bool WinPlatform::SetAttributes(const std::u16string& path, uint32_t attributes) {
+bool WinFiles::SetAttributes(const std::u16string& path, uint32_t attributes) {
   return ::SetFileAttributesW(AsWide(path), attributes) != 0;
 }
 
-std::FILE* WinPlatform::OpenStream(const std::u16string& path, const char* mode) {
+std::FILE* WinFiles::OpenStream(const std::u16string& path, const char* mode) {
   // The modes are ASCII ("rb", "a+b" ...), so widening is a plain copy.
   std::u16string wideMode;
   for (const char* c = mode; *c != '\0'; ++c) {
@@ -71,7 +90,7 @@ std::FILE* WinPlatform::OpenStream(const std::u16string& path, const char* mode)
   return ::_wfopen(AsWide(path), AsWide(wideMode));
 }
 
-bool WinPlatform::AppendShared(std::FILE* stream, const std::string& bytes) {
+bool WinFiles::AppendShared(std::FILE* stream, const std::string& bytes) {
   // The C runtime appends by moving to the end and then writing, so two
   // processes can both write at the same old end. Writers therefore take turns
   // on an exclusive lock of one byte far beyond any real file size: it orders

@@ -1,7 +1,7 @@
 // The MD5 digest of data, step by step as the Windows CNG calls go (open the
 // algorithm, make a hash object, feed it, finish it, release both), so that a
-// caller can report each step's failure. A service of its own beside the
-// Platform (see service.h). Statuses are NTSTATUS values, negative on
+// caller can report each step's failure. A service of its own (see
+// service.h). Statuses are NTSTATUS values, negative on
 // failure. Windows: BCrypt. Linux: mbedTLS behind the same contracts.
 #pragma once
 

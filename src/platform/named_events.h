@@ -1,7 +1,7 @@
 // Named events (CreateEventW / SetEvent), by which a broker tells a waiting
-// process that its work succeeded. A service of its own beside the Platform
-// (see service.h); waiting and closing go through Platform::WaitOne and
-// Platform::CloseObject like every kernel object.
+// process that its work succeeded. A service of its own
+// (see service.h); waiting and closing go through Processes::WaitOne and
+// Processes::CloseObject like every kernel object.
 #pragma once
 
 #include <string>

@@ -3,9 +3,10 @@
 // it releases one waiter (or stays set until one comes), a set event stays
 // set, and a wait takes it back. The event lives while some process holds a
 // handle, as on Windows. Manual-reset events are not offered here.
+#include "platform/error_codes.h"
 #include "platform/named_events.h"
-#include "platform/platform.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
+#include "platform/processes.h"
 
 namespace platform {
 namespace {
@@ -17,14 +18,15 @@ class PosixNamedEvents final : public NamedEvents {
       posix::SetError(kErrorInvalidParameter);
       return nullptr;
     }
-    return Native().NewSemaphore(name, initialState ? 1 : 0, 1);
+    return NativeService<Processes>().NewSemaphore(name, initialState ? 1 : 0, 1);
   }
   bool SignalEvent(Handle event) override {
-    Platform& os = Native();
-    if (os.ReleaseSem(event, 1, nullptr)) return true;
+    auto& processes = NativeService<Processes>();
+    auto& errors = NativeService<ErrorCodes>();
+    if (processes.ReleaseSem(event, 1, nullptr)) return true;
     // Setting an event that is set already is no error.
-    if (os.LastError() == kErrorTooManyPosts) {
-      os.SetLastErrorCode(kErrorSuccess);
+    if (errors.LastError() == kErrorTooManyPosts) {
+      errors.SetLastErrorCode(kErrorSuccess);
       return true;
     }
     return false;

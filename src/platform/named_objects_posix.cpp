@@ -24,7 +24,8 @@
 #include <mutex>
 
 #include "platform/posix_kernel_objects.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
+#include "platform/processes_posix.h"
 #include "platform/unicode.h"
 
 namespace platform {
@@ -276,7 +277,7 @@ void CloseSemaphore(SemaphoreObject* semaphore) {
 
 using posix::SetError;
 
-Handle PosixPlatform::NewMutex(const std::u16string& name, bool initialOwner) {
+Handle PosixProcesses::NewMutex(const std::u16string& name, bool initialOwner) {
   auto mutex = std::make_unique<posix::MutexObject>();
   if (name.empty()) {
     mutex->owned = initialOwner;
@@ -310,7 +311,7 @@ Handle PosixPlatform::NewMutex(const std::u16string& name, bool initialOwner) {
   return handle;
 }
 
-Handle PosixPlatform::NewSemaphore(const std::u16string& name, int32_t initial, int32_t maximum) {
+Handle PosixProcesses::NewSemaphore(const std::u16string& name, int32_t initial, int32_t maximum) {
   if (maximum <= 0 || initial < 0 || initial > maximum) {
     SetError(kErrorInvalidParameter);
     return nullptr;
@@ -361,7 +362,7 @@ Handle PosixPlatform::NewSemaphore(const std::u16string& name, int32_t initial, 
   return handle;
 }
 
-Handle PosixPlatform::OpenSemaphoreByName(uint32_t, const std::u16string& name) {
+Handle PosixProcesses::OpenSemaphoreByName(uint32_t, const std::u16string& name) {
   if (name.empty()) {
     SetError(kErrorFileNotFound);
     return nullptr;
@@ -390,7 +391,7 @@ Handle PosixPlatform::OpenSemaphoreByName(uint32_t, const std::u16string& name) 
   return handle;
 }
 
-bool PosixPlatform::ReleaseSem(Handle semaphore, int32_t count, int32_t* previous) {
+bool PosixProcesses::ReleaseSem(Handle semaphore, int32_t count, int32_t* previous) {
   posix::KernelObject* o = posix::Lookup(semaphore);
   if (o == nullptr || o->kind != posix::ObjectKind::kSemaphore) {
     SetError(kErrorInvalidHandle);

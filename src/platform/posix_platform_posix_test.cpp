@@ -12,7 +12,10 @@
 #include <vector>
 
 #include "gtest/gtest.h"
-#include "platform/platform.h"
+#include "platform/clock.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
+#include "platform/processes.h"
 #include "platform/unicode.h"
 
 namespace platform {
@@ -59,7 +62,9 @@ class PosixPlatformTest : public ::testing::Test {
   }
   void MakeDir(const std::string& rel) { ASSERT_EQ(::mkdir(P(rel).c_str(), 0755), 0) << rel; }
 
-  Platform& os_ = Native();
+  Files& files_ = NativeService<Files>();
+  Processes& processes_ = NativeService<Processes>();
+  Clock& clock_ = NativeService<Clock>();
   std::string dir_;
 };
 
@@ -67,14 +72,14 @@ TEST_F(PosixPlatformTest, TranslatesPathsAndResolvesLetterCase) {
   MakeDir("Data");
   MakeDir("Data/Sub");
   WriteFile(P("Data/Sub/File.TXT"), "content");
-  EXPECT_TRUE(os_.PathIsDir(WP("DATA\\sub")));
-  EXPECT_EQ(os_.GetAttributes(WP("data\\SUB\\file.txt")), kFileAttributeNormal);
+  EXPECT_TRUE(files_.PathIsDir(WP("DATA\\sub")));
+  EXPECT_EQ(files_.GetAttributes(WP("data\\SUB\\file.txt")), kFileAttributeNormal);
   // A new file goes into the existing directories under the case it was given.
-  std::fclose(os_.OpenStream(WP("DATA\\SUB\\New.Log"), "wb"));
+  std::fclose(files_.OpenStream(WP("DATA\\SUB\\New.Log"), "wb"));
   EXPECT_EQ(::access(P("Data/Sub/New.Log").c_str(), F_OK), 0);
   // Only a miss costs a scan: an exact name in the same directory still wins.
   WriteFile(P("Data/Sub/file.txt"), "exact");
-  std::FILE* in = os_.OpenStream(WP("data\\sub\\file.txt"), "rb");
+  std::FILE* in = files_.OpenStream(WP("data\\sub\\file.txt"), "rb");
   ASSERT_NE(in, nullptr);
   char buffer[16] = {};
   EXPECT_EQ(std::string(buffer, std::fread(buffer, 1, sizeof(buffer), in)), "exact");
@@ -98,9 +103,9 @@ TEST_F(PosixPlatformTest, MovePathKeepsWindowsSemantics) {
     if (from[0] == 'd') MakeDir(from), WriteFile(P(from + "/mark"), from);
     if (to[0] == 'g') WriteFile(P(to), "old");
     if (to[0] == 'e') MakeDir(to);
-    os_.SetLastErrorCode(12345);
-    EXPECT_EQ(os_.MovePath(WP(from), WP(to), 0), row.error == 0) << i << " " << from << " -> " << to;
-    EXPECT_EQ(os_.LastError(), row.error) << i;
+    SetLastErrorCode(12345);
+    EXPECT_EQ(files_.MovePath(WP(from), WP(to), 0), row.error == 0) << i << " " << from << " -> " << to;
+    EXPECT_EQ(LastError(), row.error) << i;
     if (row.movedTo != nullptr) {
       EXPECT_EQ(ReadAll(P(std::string(row.movedTo) + (from[0] == 'd' ? "/mark" : ""))), from) << i;
     }
@@ -123,20 +128,20 @@ TEST_F(PosixPlatformTest, LinksAreEntriesOfTheirOwn) {
   };
   for (const auto& row : rows) ASSERT_EQ(::symlink(P(row.target).c_str(), P(std::string("in/") + row.name).c_str()), 0);
   std::vector<DirEntry> entries;
-  ASSERT_TRUE(os_.FindEntries(WP("in\\*"), &entries));
+  ASSERT_TRUE(files_.FindEntries(WP("in\\*"), &entries));
   for (size_t i = 0; i < std::size(rows); ++i) {
     const auto& row = rows[i];
     const std::u16string path = WP(std::string("in\\") + row.name);
     uint32_t listed = 0;
     for (const DirEntry& e : entries) listed = e.name == Utf8ToUtf16(row.name) ? e.attributes : listed;
     EXPECT_EQ(listed, row.attributes) << "row " << i;
-    EXPECT_EQ(os_.GetAttributes(path), row.attributes) << "row " << i;
-    EXPECT_TRUE(os_.SetAttributes(path, kFileAttributeNormal)) << "row " << i;
+    EXPECT_EQ(files_.GetAttributes(path), row.attributes) << "row " << i;
+    EXPECT_TRUE(files_.SetAttributes(path, kFileAttributeNormal)) << "row " << i;
     // RemoveDirectoryW takes a directory link only; a file link is no directory.
-    EXPECT_EQ(os_.RemoveOneDirectory(path), row.viaRemoveDirectory) << "row " << i;
+    EXPECT_EQ(files_.RemoveOneDirectory(path), row.viaRemoveDirectory) << "row " << i;
     if (!row.viaRemoveDirectory) {
-      EXPECT_EQ(os_.LastError(), 267u) << "row " << i;  // ERROR_DIRECTORY
-      EXPECT_TRUE(os_.DeleteOneFile(path)) << "row " << i;
+      EXPECT_EQ(LastError(), 267u) << "row " << i;  // ERROR_DIRECTORY
+      EXPECT_TRUE(files_.DeleteOneFile(path)) << "row " << i;
     }
     struct stat st;
     EXPECT_NE(::lstat(P(std::string("in/") + row.name).c_str(), &st), 0) << "row " << i;
@@ -171,27 +176,27 @@ TEST_F(PosixPlatformTest, ListingNeverOutlivesAChangeMadeHere) {
     WriteFile(P("w/g"), "g");
     if (change != "remove d") WriteFile(P("w/d/x"), "x");
     std::vector<DirEntry> entries;
-    ASSERT_TRUE(os_.FindEntries(WP("w\\*"), &entries)) << i;
-    ASSERT_TRUE(os_.FindEntries(WP("w\\d\\*"), &entries) || change == "remove d") << i;
-    const bool changed = change == "read-only f"  ? os_.SetAttributes(WP("w\\f"), kFileAttributeReadOnly)
-                         : change == "delete f" ? os_.DeleteOneFile(WP("w\\f"))
-                         : change == "remove d" ? os_.RemoveOneDirectory(WP("w\\d"))
-                         : change == "move d"   ? os_.MovePath(WP("w\\d"), WP("w\\e"), 0)
-                                                : os_.MovePath(WP("w"), WP("v"), 0);
+    ASSERT_TRUE(files_.FindEntries(WP("w\\*"), &entries)) << i;
+    ASSERT_TRUE(files_.FindEntries(WP("w\\d\\*"), &entries) || change == "remove d") << i;
+    const bool changed = change == "read-only f" ? files_.SetAttributes(WP("w\\f"), kFileAttributeReadOnly)
+                         : change == "delete f"  ? files_.DeleteOneFile(WP("w\\f"))
+                         : change == "remove d"  ? files_.RemoveOneDirectory(WP("w\\d"))
+                         : change == "move d"    ? files_.MovePath(WP("w\\d"), WP("w\\e"), 0)
+                                                 : files_.MovePath(WP("w"), WP("v"), 0);
     EXPECT_TRUE(changed) << i;
     for (const auto& [rel, attributes] : rows[i].attributesAfter) {
-      EXPECT_EQ(os_.GetAttributes(WP(rel)), attributes) << i << " " << change << ": " << rel;
+      EXPECT_EQ(files_.GetAttributes(WP(rel)), attributes) << i << " " << change << ": " << rel;
     }
     if (change == "read-only f") {
       EXPECT_EQ(mode("w/f") & 0200, 0u) << i;
-      EXPECT_TRUE(os_.SetAttributes(WP("w\\f"), kFileAttributeNormal)) << i;
+      EXPECT_TRUE(files_.SetAttributes(WP("w\\f"), kFileAttributeNormal)) << i;
       EXPECT_EQ(mode("w/f") & 0200, 0200u) << i;
     }
     // A directory made anew where a listed one was is listed as it is now.
     if (change == "remove d") {
       MakeDir("w/d");
       WriteFile(P("w/d/new"), "n");
-      ASSERT_TRUE(os_.FindEntries(WP("w\\d\\*"), &entries)) << i;
+      ASSERT_TRUE(files_.FindEntries(WP("w\\d\\*"), &entries)) << i;
       EXPECT_EQ(entries.back().name, u"new") << i;
     }
   }
@@ -206,29 +211,29 @@ TEST_F(PosixPlatformTest, FailuresCarryTheWindowsErrorCodes) {
   WriteFile(P("notexec"), "#!/bin/sh\n", 0644);
   WriteFile(P("garbage"), "\x01\x02\x03\x04 not a program", 0755);
   auto run = [&](auto call) {
-    os_.SetLastErrorCode(0);
+    SetLastErrorCode(0);
     const bool ok = call();
-    return std::make_pair(ok, os_.LastError());
+    return std::make_pair(ok, LastError());
   };
   std::vector<DirEntry> entries;
   auto start = [&](const std::u16string& line, const std::u16string& dir = u"") {
     ProcessInfo none;
-    const auto result = run([&] { return os_.StartProcess(line, dir, &none); });
+    const auto result = run([&] { return processes_.StartProcess(line, dir, &none); });
     EXPECT_EQ(none.process, nullptr) << Utf16ToUtf8(line);
     return result;
   };
   const std::pair<std::pair<bool, uint32_t>, uint32_t> rows[] = {
-      {run([&] { return os_.PathExists(u"C:\\Windows"); }), kErrorPathNotFound},  // no drive letters here
-      {run([&] { return os_.FindEntries(WP("full\\*.exe"), &entries); }), kErrorFileNotFound},
-      {run([&] { return os_.FindEntries(WP("nodir\\*"), &entries); }), kErrorPathNotFound},
-      {run([&] { return os_.DeleteOneFile(WP("absent")); }), kErrorFileNotFound},
-      {run([&] { return os_.DeleteOneFile(WP("nodir\\absent")); }), kErrorPathNotFound},
-      {run([&] { return os_.DeleteOneFile(WP("full")); }), kErrorAccessDenied},
-      {run([&] { return os_.RemoveOneDirectory(WP("full")); }), kErrorDirNotEmpty},
-      {run([&] { return os_.GetAttributes(WP("nodir\\x")) != 0xFFFFFFFFu; }), kErrorPathNotFound},
-      {run([&] { return os_.OpenStream(WP("nodir\\x"), "rb") != nullptr; }), kErrorPathNotFound},
-      {run([&] { return os_.MakeDirectoryTree(WP("FULL")) == 0; }), kErrorAlreadyExists},
-      {run([&] { return os_.MakeDirectoryTree(WP("plain\\sub")) == 0; }), kErrorPathNotFound},
+      {run([&] { return files_.PathExists(u"C:\\Windows"); }), kErrorPathNotFound},  // no drive letters here
+      {run([&] { return files_.FindEntries(WP("full\\*.exe"), &entries); }), kErrorFileNotFound},
+      {run([&] { return files_.FindEntries(WP("nodir\\*"), &entries); }), kErrorPathNotFound},
+      {run([&] { return files_.DeleteOneFile(WP("absent")); }), kErrorFileNotFound},
+      {run([&] { return files_.DeleteOneFile(WP("nodir\\absent")); }), kErrorPathNotFound},
+      {run([&] { return files_.DeleteOneFile(WP("full")); }), kErrorAccessDenied},
+      {run([&] { return files_.RemoveOneDirectory(WP("full")); }), kErrorDirNotEmpty},
+      {run([&] { return files_.GetAttributes(WP("nodir\\x")) != 0xFFFFFFFFu; }), kErrorPathNotFound},
+      {run([&] { return files_.OpenStream(WP("nodir\\x"), "rb") != nullptr; }), kErrorPathNotFound},
+      {run([&] { return files_.MakeDirectoryTree(WP("FULL")) == 0; }), kErrorAlreadyExists},
+      {run([&] { return files_.MakeDirectoryTree(WP("plain\\sub")) == 0; }), kErrorPathNotFound},
       {start(WP("missing") + u" x"), kErrorFileNotFound},
       {start(WP("nodir\\missing")), kErrorPathNotFound},
       {start(WP("notexec")), kErrorAccessDenied},
@@ -250,7 +255,7 @@ TEST_F(PosixPlatformTest, SnapshotListsLiveProcessesOnly) {
   siginfo_t ended;
   ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(zombie), &ended, WEXITED | WNOWAIT), 0);
   std::vector<ProcessEntry> list;
-  ASSERT_TRUE(os_.SnapshotProcesses(&list));
+  ASSERT_TRUE(processes_.SnapshotProcesses(&list));
   std::u16string self;
   for (const ProcessEntry& e : list) {
     EXPECT_NE(e.pid, static_cast<uint32_t>(zombie));
@@ -262,14 +267,14 @@ TEST_F(PosixPlatformTest, SnapshotListsLiveProcessesOnly) {
 
 TEST_F(PosixPlatformTest, NamedMutexIsNotInheritedAndDiesWithItsHolder) {
   const std::u16string name = u"{EEABAECE-A354-44D6-9B0E-819BFB3D66D9}";
-  Handle mine = os_.NewMutex(name, true);
+  Handle mine = processes_.NewMutex(name, true);
   ASSERT_NE(mine, nullptr);
-  EXPECT_EQ(os_.LastError(), kErrorSuccess);
+  EXPECT_EQ(LastError(), kErrorSuccess);
 
   // A process started while we hold it does not inherit the lock: once our
   // handle is closed the name is free although that process lives on.
   ProcessInfo sleeper;
-  ASSERT_TRUE(os_.StartProcess(u"/bin/sleep 30", u"", &sleeper));
+  ASSERT_TRUE(processes_.StartProcess(u"/bin/sleep 30", u"", &sleeper));
   // The start returns once the new program is loaded, but the kernel closes
   // the descriptors marked close-on-exec a moment later, and until then the
   // child shares our lock: wait for that.
@@ -281,51 +286,58 @@ TEST_F(PosixPlatformTest, NamedMutexIsNotInheritedAndDiesWithItsHolder) {
       shared = shared || std::filesystem::read_symlink(fd.path(), ec).string().find(".mutex") != std::string::npos;
     }
   }
-  ASSERT_TRUE(os_.CloseObject(mine));
-  EXPECT_EQ(InChild([&] { return Native().NewMutex(name, true) != nullptr && Native().LastError() == 0 ? 0 : 1; }),
+  ASSERT_TRUE(processes_.CloseObject(mine));
+  EXPECT_EQ(InChild([&] {
+              return NativeService<Processes>().NewMutex(name, true) != nullptr &&
+                             NativeService<ErrorCodes>().LastError() == 0
+                         ? 0
+                         : 1;
+            }),
             0);
-  EXPECT_TRUE(os_.Terminate(sleeper.process, 0));
-  EXPECT_EQ(os_.WaitOne(sleeper.process, 10000), kWaitObject0);
-  EXPECT_TRUE(os_.CloseObject(sleeper.process));
-  EXPECT_TRUE(os_.CloseObject(sleeper.thread));
+  EXPECT_TRUE(processes_.Terminate(sleeper.process, 0));
+  EXPECT_EQ(processes_.WaitOne(sleeper.process, 10000), kWaitObject0);
+  EXPECT_TRUE(processes_.CloseObject(sleeper.process));
+  EXPECT_TRUE(processes_.CloseObject(sleeper.thread));
 
   // The child took it and ended without closing: ownership died with it.
-  mine = os_.NewMutex(name, true);
-  EXPECT_EQ(os_.LastError(), kErrorSuccess);
-  EXPECT_TRUE(os_.CloseObject(mine));
+  mine = processes_.NewMutex(name, true);
+  EXPECT_EQ(LastError(), kErrorSuccess);
+  EXPECT_TRUE(processes_.CloseObject(mine));
 }
 
 TEST_F(PosixPlatformTest, NamedSemaphoreWakesAWaiterInAnotherProcess) {
   const std::u16string name = u"{D2803213-8F84-47FD-8B7A-5E01ECF1CE7F}";
   // One left by a dead process is stale: its count is gone.
-  EXPECT_EQ(InChild([&] { return Native().NewSemaphore(name, 1, 1) != nullptr ? 0 : 1; }), 0);
-  EXPECT_EQ(os_.OpenSemaphoreByName(2, name), nullptr);
-  EXPECT_EQ(os_.LastError(), kErrorFileNotFound);
+  EXPECT_EQ(InChild([&] { return NativeService<Processes>().NewSemaphore(name, 1, 1) != nullptr ? 0 : 1; }), 0);
+  EXPECT_EQ(processes_.OpenSemaphoreByName(2, name), nullptr);
+  EXPECT_EQ(LastError(), kErrorFileNotFound);
 
-  Handle sem = os_.NewSemaphore(name, 0, 1);
+  Handle sem = processes_.NewSemaphore(name, 0, 1);
   ASSERT_NE(sem, nullptr);
-  EXPECT_EQ(os_.LastError(), kErrorSuccess);
-  EXPECT_EQ(os_.WaitOne(sem, 0), kWaitTimeout);
+  EXPECT_EQ(LastError(), kErrorSuccess);
+  EXPECT_EQ(processes_.WaitOne(sem, 0), kWaitTimeout);
   EXPECT_EQ(InChild([&] {
-              Handle h = Native().OpenSemaphoreByName(2, name);
+              Handle h = NativeService<Processes>().OpenSemaphoreByName(2, name);
               if (h == nullptr) return 1;
               int32_t previous = -1;
-              if (!Native().ReleaseSem(h, 1, &previous) || previous != 0) return 2;
+              if (!NativeService<Processes>().ReleaseSem(h, 1, &previous) || previous != 0) return 2;
               // The maximum is 1: a second release fails and changes nothing.
-              if (Native().ReleaseSem(h, 1, &previous) || Native().LastError() != kErrorTooManyPosts) return 3;
-              Handle again = Native().NewSemaphore(name, 0, 5);
-              return again != nullptr && Native().LastError() == kErrorAlreadyExists ? 0 : 4;
+              if (NativeService<Processes>().ReleaseSem(h, 1, &previous) ||
+                  NativeService<ErrorCodes>().LastError() != kErrorTooManyPosts)
+                return 3;
+              Handle again = NativeService<Processes>().NewSemaphore(name, 0, 5);
+              return again != nullptr && NativeService<ErrorCodes>().LastError() == kErrorAlreadyExists ? 0 : 4;
             }),
             0);
-  EXPECT_EQ(os_.WaitOne(sem, 5000), kWaitObject0);
-  const uint64_t before = os_.MonotonicNs();
-  EXPECT_EQ(os_.WaitOne(sem, 20), kWaitTimeout);
-  EXPECT_GE(os_.MonotonicNs() - before, 20000000u) << "a time-out waits its time";
+  EXPECT_EQ(processes_.WaitOne(sem, 5000), kWaitObject0);
+  const uint64_t before = clock_.MonotonicNs();
+  EXPECT_EQ(processes_.WaitOne(sem, 20), kWaitTimeout);
+  EXPECT_GE(clock_.MonotonicNs() - before, 20000000u) << "a time-out waits its time";
 
   // The semaphore exists only while some handle is open.
-  ASSERT_TRUE(os_.CloseObject(sem));
-  EXPECT_EQ(os_.OpenSemaphoreByName(2, name), nullptr);
-  EXPECT_EQ(os_.LastError(), kErrorFileNotFound);
+  ASSERT_TRUE(processes_.CloseObject(sem));
+  EXPECT_EQ(processes_.OpenSemaphoreByName(2, name), nullptr);
+  EXPECT_EQ(LastError(), kErrorFileNotFound);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Ending a process that someone else started, by its identifier: what an
 // uninstaller does to the product's processes before it removes their files.
-// A service of its own beside the Platform (see service.h).
+// A service of its own (see service.h).
 #pragma once
 
 #include <cstdint>

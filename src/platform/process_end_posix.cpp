@@ -8,7 +8,7 @@
 
 #include <cerrno>
 
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/process_end.h"
 
 namespace platform {

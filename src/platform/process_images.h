@@ -1,6 +1,6 @@
 // Looking into other running processes: opening one by its identifier, the
 // path of its image, and the drive table that turns a device path into a
-// drive path. A service of its own beside the Platform (see service.h).
+// drive path. A service of its own (see service.h).
 //
 // Each operation is the Windows call its comment names, with that call's
 // results and last-error codes. On Linux a process is opened through /proc:

@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/process_images.h"
 
 namespace platform {

@@ -1,8 +1,8 @@
 // Watching a process that someone else started: opening it by identifier as
 // a kernel handle, and waiting for the first of several kernel objects. A
-// service of its own beside the Platform (see service.h); the handles it
+// service of its own (see service.h); the handles it
 // gives are waited on, asked for their exit code and closed through the
-// Platform (WaitOne, ExitCodeOf, CloseObject) like every kernel object.
+// Processes (WaitOne, ExitCodeOf, CloseObject) like every kernel object.
 //
 // On Linux a process opened here is watched through its pidfd. Its end is
 // seen for any process; its exit code only for a child of ours (a zombie not

@@ -6,6 +6,8 @@
 // Exit codes: a process that exits reports its exit status; one killed by a
 // signal reports 128 + the signal number, as a shell does, except after our
 // own Terminate, which reports the code Terminate was given.
+#include "platform/processes_posix.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -26,13 +28,20 @@
 
 #include "platform/argv_rules.h"
 #include "platform/posix_kernel_objects.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/process_watch.h"
 #include "platform/unicode.h"
 
 extern char** environ;
 
 namespace platform {
+
+template <>
+Processes& NativeService<Processes>() {
+  static PosixProcesses instance;
+  return instance;
+}
+
 namespace posix {
 namespace {
 
@@ -233,8 +242,8 @@ using posix::Lookup;
 using posix::MapErrno;
 using posix::SetError;
 
-bool PosixPlatform::StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
-                                 const std::u16string& currentDirectory, ProcessInfo* info) {
+bool PosixProcesses::StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
+                                  const std::u16string& currentDirectory, ProcessInfo* info) {
   std::vector<std::u16string> args = SplitPosixLaunchLine(commandLine);
   if (args.empty() && applicationName.empty()) {
     SetError(kErrorFileNotFound);
@@ -300,7 +309,7 @@ bool PosixPlatform::StartProcess(const std::u16string& applicationName, const st
   return true;
 }
 
-uint32_t PosixPlatform::WaitOne(Handle object, uint32_t timeoutMs) {
+uint32_t PosixProcesses::WaitOne(Handle object, uint32_t timeoutMs) {
   posix::KernelObject* o = Lookup(object);
   if (o == nullptr) {
     SetError(kErrorInvalidHandle);
@@ -320,7 +329,7 @@ uint32_t PosixPlatform::WaitOne(Handle object, uint32_t timeoutMs) {
   return kWaitFailed;
 }
 
-bool PosixPlatform::CloseObject(Handle object) {
+bool PosixProcesses::CloseObject(Handle object) {
   std::unique_ptr<posix::KernelObject> o = posix::Unregister(object);
   if (o == nullptr) {
     SetError(kErrorInvalidHandle);
@@ -345,7 +354,7 @@ bool PosixPlatform::CloseObject(Handle object) {
   return true;
 }
 
-bool PosixPlatform::ExitCodeOf(Handle process, uint32_t* code) {
+bool PosixProcesses::ExitCodeOf(Handle process, uint32_t* code) {
   posix::KernelObject* o = Lookup(process);
   if (o == nullptr || o->kind != posix::ObjectKind::kProcess) {
     SetError(kErrorInvalidHandle);
@@ -373,7 +382,7 @@ bool PosixPlatform::ExitCodeOf(Handle process, uint32_t* code) {
   return true;
 }
 
-bool PosixPlatform::Terminate(Handle process, uint32_t exitCode) {
+bool PosixProcesses::Terminate(Handle process, uint32_t exitCode) {
   posix::KernelObject* o = Lookup(process);
   if (o == nullptr || o->kind != posix::ObjectKind::kProcess) {
     SetError(kErrorInvalidHandle);
@@ -399,7 +408,7 @@ bool PosixPlatform::Terminate(Handle process, uint32_t exitCode) {
   return true;
 }
 
-bool PosixPlatform::SnapshotProcesses(std::vector<ProcessEntry>* entries) {
+bool PosixProcesses::SnapshotProcesses(std::vector<ProcessEntry>* entries) {
   DIR* proc = ::opendir("/proc");
   if (proc == nullptr) {
     SetError(MapErrno(errno));
@@ -496,7 +505,7 @@ class PosixProcessWatch final : public ProcessWatch {
 
   uint32_t WaitAny(const std::vector<Handle>& objects, uint32_t timeoutMs) override {
     constexpr uint32_t kSliceMs = 10;
-    Platform& os = Native();
+    auto& processes = NativeService<Processes>();
     if (objects.empty()) {
       posix::SetError(kErrorInvalidParameter);
       return kWaitFailed;
@@ -505,7 +514,7 @@ class PosixProcessWatch final : public ProcessWatch {
     while (true) {
       std::vector<struct pollfd> pidfds;
       for (size_t i = 0; i < objects.size(); ++i) {
-        const uint32_t r = os.WaitOne(objects[i], 0);
+        const uint32_t r = processes.WaitOne(objects[i], 0);
         if (r == kWaitObject0) return kWaitObject0 + static_cast<uint32_t>(i);
         if (r == kWaitFailed) return kWaitFailed;
         posix::KernelObject* o = posix::Lookup(objects[i]);

@@ -4,10 +4,32 @@
 
 #include <vector>
 
-#include "platform/win_platform.h"
+#include "platform/processes.h"
 #include "platform/win_text.h"
 
 namespace platform {
+
+class WinProcesses final : public Processes {
+ public:
+  using Processes::StartProcess;
+  bool StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
+                    const std::u16string& currentDirectory, ProcessInfo* info) override;
+  Handle NewMutex(const std::u16string& name, bool initialOwner) override;
+  Handle NewSemaphore(const std::u16string& name, int32_t initial, int32_t maximum) override;
+  Handle OpenSemaphoreByName(uint32_t access, const std::u16string& name) override;
+  bool ReleaseSem(Handle semaphore, int32_t count, int32_t* previous) override;
+  uint32_t WaitOne(Handle object, uint32_t timeoutMs) override;
+  bool CloseObject(Handle object) override;
+  bool ExitCodeOf(Handle process, uint32_t* code) override;
+  bool Terminate(Handle process, uint32_t exitCode) override;
+  bool SnapshotProcesses(std::vector<ProcessEntry>* entries) override;
+};
+
+template <>
+Processes& NativeService<Processes>() {
+  static WinProcesses instance;
+  return instance;
+}
 
 namespace {
 
@@ -21,8 +43,8 @@ const wchar_t* ObjectName(const std::u16string& name) { return name.empty() ? nu
 
 }  // namespace
 
-bool WinPlatform::StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
-                               const std::u16string& currentDirectory, ProcessInfo* info) {
+bool WinProcesses::StartProcess(const std::u16string& applicationName, const std::u16string& commandLine,
+                                const std::u16string& currentDirectory, ProcessInfo* info) {
   // CreateProcessW may write into the command line, so it gets its own copy.
   std::vector<wchar_t> line(commandLine.begin(), commandLine.end());
   line.push_back(L'\0');
@@ -41,19 +63,19 @@ bool WinPlatform::StartProcess(const std::u16string& applicationName, const std:
   return true;
 }
 
-Handle WinPlatform::NewMutex(const std::u16string& name, bool initialOwner) {
+Handle WinProcesses::NewMutex(const std::u16string& name, bool initialOwner) {
   return ::CreateMutexW(nullptr, initialOwner ? TRUE : FALSE, ObjectName(name));
 }
 
-Handle WinPlatform::NewSemaphore(const std::u16string& name, int32_t initial, int32_t maximum) {
+Handle WinProcesses::NewSemaphore(const std::u16string& name, int32_t initial, int32_t maximum) {
   return ::CreateSemaphoreW(nullptr, initial, maximum, ObjectName(name));
 }
 
-Handle WinPlatform::OpenSemaphoreByName(uint32_t access, const std::u16string& name) {
+Handle WinProcesses::OpenSemaphoreByName(uint32_t access, const std::u16string& name) {
   return ::OpenSemaphoreW(access, FALSE, AsWide(name));
 }
 
-bool WinPlatform::ReleaseSem(Handle semaphore, int32_t count, int32_t* previous) {
+bool WinProcesses::ReleaseSem(Handle semaphore, int32_t count, int32_t* previous) {
   LONG before = 0;
   if (::ReleaseSemaphore(semaphore, count, &before) == FALSE) {
     return false;
@@ -64,11 +86,11 @@ bool WinPlatform::ReleaseSem(Handle semaphore, int32_t count, int32_t* previous)
   return true;
 }
 
-uint32_t WinPlatform::WaitOne(Handle object, uint32_t timeoutMs) { return ::WaitForSingleObject(object, timeoutMs); }
+uint32_t WinProcesses::WaitOne(Handle object, uint32_t timeoutMs) { return ::WaitForSingleObject(object, timeoutMs); }
 
-bool WinPlatform::CloseObject(Handle object) { return ::CloseHandle(object) != FALSE; }
+bool WinProcesses::CloseObject(Handle object) { return ::CloseHandle(object) != FALSE; }
 
-bool WinPlatform::ExitCodeOf(Handle process, uint32_t* code) {
+bool WinProcesses::ExitCodeOf(Handle process, uint32_t* code) {
   DWORD value = 0;
   if (::GetExitCodeProcess(process, &value) == FALSE) {
     return false;
@@ -77,11 +99,11 @@ bool WinPlatform::ExitCodeOf(Handle process, uint32_t* code) {
   return true;
 }
 
-bool WinPlatform::Terminate(Handle process, uint32_t exitCode) {
+bool WinProcesses::Terminate(Handle process, uint32_t exitCode) {
   return ::TerminateProcess(process, exitCode) != FALSE;
 }
 
-bool WinPlatform::SnapshotProcesses(std::vector<ProcessEntry>* entries) {
+bool WinProcesses::SnapshotProcesses(std::vector<ProcessEntry>* entries) {
   HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
   if (snapshot == INVALID_HANDLE_VALUE) {
     return false;

@@ -1,7 +1,7 @@
 // Files that only administrators may change: who owns a file or directory and
 // whom its access list lets in, a directory made with an explicit protected
 // access list, a file copied beside its final place and moved into it, and the
-// Common Program Files folder. A service of its own beside the Platform (see
+// Common Program Files folder. A service of its own (see
 // service.h); the scheduled task's launcher is placed with it.
 //
 // Linux has neither owners of the Windows kind nor access lists nor that

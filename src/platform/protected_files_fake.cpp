@@ -1,7 +1,8 @@
 #include <cstdio>
 
+#include "platform/error_codes.h"
 #include "platform/fake_protected_files.h"
-#include "platform/platform.h"
+#include "platform/files.h"
 
 namespace platform {
 namespace {
@@ -46,7 +47,7 @@ std::u16string FakeProtectedFiles::Key(const std::u16string& path) {
 }
 
 bool FakeProtectedFiles::Fail(uint32_t error) {
-  Get().SetLastErrorCode(error);
+  SetLastErrorCode(error);
   return false;
 }
 
@@ -69,18 +70,18 @@ bool FakeProtectedFiles::CommonProgramFilesFolder(std::u16string* path) {
 bool FakeProtectedFiles::ReadSecurity(const std::u16string& path, FileSecurity* out) {
   *out = FileSecurity();
   if (Enter("ReadSecurity")) return false;
-  if (!Native().PathExists(path)) return Fail(kErrorFileNotFound);
+  if (!NativeService<Files>().PathExists(path)) return Fail(kErrorFileNotFound);
   const auto found = security.find(Key(path));
   *out = found != security.end() ? found->second : otherwise;
-  if (Native().PathIsDir(path)) out->attributes |= kFileAttributeDirectory;
+  if (NativeService<Files>().PathIsDir(path)) out->attributes |= kFileAttributeDirectory;
   return true;
 }
 
 bool FakeProtectedFiles::CreateProtectedDirectory(const std::u16string& path) {
   if (Enter("CreateProtectedDirectory")) return false;
-  if (Native().PathExists(path)) return Fail(kErrorAlreadyExists);
-  if (!Native().PathIsDir(ParentOf(path))) return Fail(kErrorPathNotFound);
-  const int32_t made = Native().MakeDirectoryTree(path);
+  if (NativeService<Files>().PathExists(path)) return Fail(kErrorAlreadyExists);
+  if (!NativeService<Files>().PathIsDir(ParentOf(path))) return Fail(kErrorPathNotFound);
+  const int32_t made = NativeService<Files>().MakeDirectoryTree(path);
   if (made != 0) return Fail(static_cast<uint32_t>(made));
   Set(path, AdminOnly());
   return true;
@@ -88,9 +89,9 @@ bool FakeProtectedFiles::CreateProtectedDirectory(const std::u16string& path) {
 
 bool FakeProtectedFiles::CopyFileTo(const std::u16string& source, const std::u16string& target) {
   if (Enter("CopyFileTo")) return false;
-  std::FILE* in = Native().OpenStream(source, "rb");
+  std::FILE* in = NativeService<Files>().OpenStream(source, "rb");
   if (in == nullptr) return Fail(kErrorFileNotFound);
-  std::FILE* out = Native().OpenStream(target, "wb");
+  std::FILE* out = NativeService<Files>().OpenStream(target, "wb");
   if (out == nullptr) {
     std::fclose(in);
     return Fail(kErrorAccessDenied);
@@ -108,8 +109,8 @@ bool FakeProtectedFiles::ReplaceFile(const std::u16string& source, const std::u1
   for (const std::u16string& program : running) {
     if (Key(program) == Key(target)) return Fail(kErrorAccessDenied);
   }
-  if (!Native().MovePath(source, target, kMoveFileReplaceExisting | kMoveFileWriteThrough)) {
-    return Fail(Native().LastError());
+  if (!NativeService<Files>().MovePath(source, target, kMoveFileReplaceExisting | kMoveFileWriteThrough)) {
+    return Fail(NativeService<ErrorCodes>().LastError());
   }
   const auto moved = security.find(Key(source));
   if (moved != security.end()) {

@@ -2,7 +2,7 @@
 // access lists and no Common Program Files folder. Every operation fails as
 // Windows fails for a service it does not offer, and nothing is created,
 // copied or moved.
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/protected_files.h"
 
 namespace platform {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/service.h"
+
 namespace platform {
 
 enum class Hive : uint32_t {

@@ -1,7 +1,7 @@
 // Whether a registry key exists in a given view of the registry. On 64-bit
 // Windows a 32-bit program's keys below HKLM\Software live apart
 // (Wow6432Node); a key may exist in one view, the other, or both. A service
-// of its own beside the Platform (see service.h). Linux has no registry:
+// of its own (see service.h). Linux has no registry:
 // every key answers 2, as Windows does for a key that is absent.
 #pragma once
 

@@ -1,5 +1,5 @@
 // Linux has no registry: every key is absent (2), in either view.
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/registry_views.h"
 
 namespace platform {

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/service.h"
+
 namespace platform {
 
 class Resources {

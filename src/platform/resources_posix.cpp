@@ -1,9 +1,22 @@
 // Resources of the executable: the built-in blob table that the build links
 // into every executable stands in for the resource section.
 #include "platform/builtin_resources.h"
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
+#include "platform/resources.h"
 
 namespace platform {
+
+class PosixResources final : public Resources {
+ public:
+  int32_t ReadResource(uint16_t id, const std::u16string& type, const uint8_t** data) override;
+};
+
+template <>
+Resources& NativeService<Resources>() {
+  static PosixResources instance;
+  return instance;
+}
+
 namespace {
 
 // Resource type names compare without regard to case, as Windows does.
@@ -17,7 +30,7 @@ bool SameType(const char16_t* a, const std::u16string& b) {
 
 }  // namespace
 
-int32_t PosixPlatform::ReadResource(uint16_t id, const std::u16string& type, const uint8_t** data) {
+int32_t PosixResources::ReadResource(uint16_t id, const std::u16string& type, const uint8_t** data) {
   size_t count = 0;
   const BuiltinResource* table = BuiltinResources(&count);
   bool typeFound = false;

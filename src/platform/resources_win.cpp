@@ -1,12 +1,23 @@
 // Resources of the executable itself.
 #include <windows.h>
 
-#include "platform/win_platform.h"
+#include "platform/resources.h"
 #include "platform/win_text.h"
 
 namespace platform {
 
-int32_t WinPlatform::ReadResource(uint16_t id, const std::u16string& type, const uint8_t** data) {
+class WinResources final : public Resources {
+ public:
+  int32_t ReadResource(uint16_t id, const std::u16string& type, const uint8_t** data) override;
+};
+
+template <>
+Resources& NativeService<Resources>() {
+  static WinResources instance;
+  return instance;
+}
+
+int32_t WinResources::ReadResource(uint16_t id, const std::u16string& type, const uint8_t** data) {
   // The failure tests compare with a handle of -1, not with null. A resource
   // that is missing comes back from FindResourceW as null and would read as
   // a size of 0 further on; that size is answered here at once, so that the

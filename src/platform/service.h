@@ -1,17 +1,18 @@
-// A platform service that stands on its own beside the one Platform object.
-//
-// Services that only Windows really has (code trust, the task scheduler,
-// shell links, ...) are each one small abstract interface with its own three
-// backends, so a reader meets one service at a time and a test fake
-// overrides only the service its test needs.
+// How the core reaches the operating system: every concern (files, the
+// environment, the clock, processes, the registry, code trust, the task
+// scheduler, shell links, ...) is one small abstract interface with its own
+// three backends, so a reader meets one concern at a time and a test fake
+// overrides only the concern its test needs (fake_platform.h installs them
+// all at once). The thread's last error has its own service (error_codes.h).
 //
 //   class CodeTrust { public: virtual ~CodeTrust() = default; ... };
 //
 //   // in code_trust_win.cpp and code_trust_posix.cpp, one of them per build:
 //   template <> CodeTrust& NativeService<CodeTrust>() { static WinCodeTrust t; return t; }
 //
-//   // the core:
-//   platform::Service<CodeTrust>().Verify(...);
+//   // the core, taking the reference once where it calls several times:
+//   auto& trust = platform::Service<CodeTrust>();
+//   trust.Verify(...);
 //
 //   // a test fake installs itself for its lifetime:
 //   class FakeCodeTrust : public CodeTrust { ScopedService<CodeTrust> scope_{this}; ... };

@@ -10,9 +10,10 @@
 
 #include "gtest/gtest.h"
 #include "platform/admin_check.h"
+#include "platform/error_codes.h"
 #include "platform/file_hold.h"
 #include "platform/named_events.h"
-#include "platform/platform.h"
+#include "platform/processes.h"
 #include "platform/shell_execute.h"
 
 namespace {
@@ -42,36 +43,37 @@ TEST(PosixServicesTest, NamedEventIsAnAutoResetEvent) {
   const fs::path objects = fs::temp_directory_path() / ("orvane_events_" + std::to_string(std::random_device()()));
   fs::create_directories(objects);
   ::setenv("ORVANE_OBJECT_NAMESPACE", objects.c_str(), 1);
-  platform::Platform& os = platform::Native();
+  auto& processes = platform::NativeService<platform::Processes>();
+  auto& errors = platform::NativeService<platform::ErrorCodes>();
   platform::NamedEvents& events = Service<platform::NamedEvents>();
 
   platform::Handle waiter = events.CreateNamedEvent(u"OrvaneRunTaskScheduleSuccessEvent", false, false);
   ASSERT_NE(waiter, nullptr);
-  EXPECT_EQ(os.WaitOne(waiter, 0), platform::kWaitTimeout);
+  EXPECT_EQ(processes.WaitOne(waiter, 0), platform::kWaitTimeout);
   platform::Handle setter = events.CreateNamedEvent(u"OrvaneRunTaskScheduleSuccessEvent", false, false);
   ASSERT_NE(setter, nullptr);
-  EXPECT_EQ(os.LastError(), platform::kErrorAlreadyExists);
+  EXPECT_EQ(errors.LastError(), platform::kErrorAlreadyExists);
   EXPECT_TRUE(events.SignalEvent(setter));
   EXPECT_TRUE(events.SignalEvent(setter)) << "setting a set event is no error";
-  EXPECT_EQ(os.WaitOne(waiter, 0), platform::kWaitObject0);
-  EXPECT_EQ(os.WaitOne(waiter, 0), platform::kWaitTimeout) << "the wait reset it";
+  EXPECT_EQ(processes.WaitOne(waiter, 0), platform::kWaitObject0);
+  EXPECT_EQ(processes.WaitOne(waiter, 0), platform::kWaitTimeout) << "the wait reset it";
   EXPECT_EQ(events.CreateNamedEvent(u"manual", true, false), nullptr);
-  EXPECT_EQ(os.LastError(), platform::kErrorInvalidParameter);
-  os.CloseObject(setter);
-  os.CloseObject(waiter);
+  EXPECT_EQ(errors.LastError(), platform::kErrorInvalidParameter);
+  processes.CloseObject(setter);
+  processes.CloseObject(waiter);
   ::unsetenv("ORVANE_OBJECT_NAMESPACE");
   fs::remove_all(objects);
 }
 
 TEST(PosixServicesTest, ShellExecuteStartsProgramsAndHasNoElevation) {
   platform::ShellExecution& shell = Service<platform::ShellExecution>();
-  platform::Platform& os = platform::Native();
+  auto& errors = platform::NativeService<platform::ErrorCodes>();
   EXPECT_GT(shell.ShellExecute(u"open", u"\\bin\\true", u"", nullptr, platform::kShowWindowShow), 32);
   EXPECT_EQ(shell.ShellExecute(u"open", u"\\no\\such\\program", u"", nullptr, platform::kShowWindowShow),
             platform::kShellPathNotFound);
   EXPECT_EQ(shell.ShellExecute(u"runas", u"\\bin\\true", u"", nullptr, platform::kShowWindowShow),
             platform::kShellAccessDenied);
-  EXPECT_EQ(os.LastError(), platform::kErrorCancelled);
+  EXPECT_EQ(errors.LastError(), platform::kErrorCancelled);
 }
 
 // The hold natively: the final path is the resolved path of the open file,
@@ -100,7 +102,7 @@ TEST(PosixServicesTest, HoldTakesTheResolvedPathAndRefusesWhatItCannotHold) {
     EXPECT_EQ(held.Hold(row.path), row.error == 0);
     EXPECT_EQ(held.error(), row.error);
     if (row.error != 0) {
-      EXPECT_EQ(platform::Native().LastError(), row.error);
+      EXPECT_EQ(platform::NativeService<platform::ErrorCodes>().LastError(), row.error);
     }
     EXPECT_EQ(held.finalPath(), row.finalPath);
   }

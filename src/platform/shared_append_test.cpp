@@ -5,28 +5,30 @@
 #include <vector>
 
 #include "gtest/gtest.h"
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/files.h"
 
 namespace platform {
 namespace {
 
 TEST(SharedAppendTest, ConcurrentAppendersNeitherSplitNorOverwriteEachOther) {
-  Platform& os = Native();
+  auto& env = NativeService<Environment>();
+  auto& files = NativeService<Files>();
   std::u16string dir;
-  if (!os.GetEnv(u"TEMP", &dir) || dir.empty()) dir = u"\\tmp";
-  const std::u16string path = dir + u"\\orvane-shared-append-" + std::u16string(1, u'a' + os.ProcessId() % 26) +
-                              std::u16string(1, u'a' + os.ProcessId() / 26 % 26) + u".log";
-  os.DeleteOneFile(path);
+  if (!env.GetEnv(u"TEMP", &dir) || dir.empty()) dir = u"\\tmp";
+  const std::u16string path = dir + u"\\orvane-shared-append-" + std::u16string(1, u'a' + env.ProcessId() % 26) +
+                              std::u16string(1, u'a' + env.ProcessId() / 26 % 26) + u".log";
+  files.DeleteOneFile(path);
 
   // Pieces larger than any stdio buffer, so a runtime that splits them or
   // writes at a stale end shows it within a few hundred rounds.
   constexpr int kRounds = 300;
   constexpr size_t kPiece = 20000;
   auto writer = [&](char mark) {
-    std::FILE* stream = os.OpenStream(path, "a+b");
+    std::FILE* stream = files.OpenStream(path, "a+b");
     ASSERT_NE(stream, nullptr);
     const std::string piece = std::string(kPiece, mark) + "\r\n";
-    for (int i = 0; i < kRounds; ++i) EXPECT_TRUE(os.AppendShared(stream, piece));
+    for (int i = 0; i < kRounds; ++i) EXPECT_TRUE(files.AppendShared(stream, piece));
     std::fclose(stream);
   };
   std::thread first(writer, 'a');
@@ -34,13 +36,13 @@ TEST(SharedAppendTest, ConcurrentAppendersNeitherSplitNorOverwriteEachOther) {
   first.join();
   second.join();
 
-  std::FILE* in = os.OpenStream(path, "rb");
+  std::FILE* in = files.OpenStream(path, "rb");
   ASSERT_NE(in, nullptr);
   std::string all;
   char buffer[65536];
   for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, in)) > 0;) all.append(buffer, n);
   std::fclose(in);
-  os.DeleteOneFile(path);
+  files.DeleteOneFile(path);
 
   int whole[2] = {0, 0};
   size_t start = 0;

@@ -1,6 +1,6 @@
 // ShellExecuteW: starting a file through the shell, with a verb ("open",
-// "runas" for the elevation prompt). A service of its own beside the
-// Platform (see service.h).
+// "runas" for the elevation prompt). A service of its own (see
+// service.h).
 #pragma once
 
 #include <cstdint>

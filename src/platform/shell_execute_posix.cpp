@@ -3,8 +3,9 @@
 // so the file itself is what runs. No elevation prompt exists here: "runas"
 // answers as a declined prompt does (SE_ERR_ACCESSDENIED, last error 1223),
 // and any other verb as a file without an association.
-#include "platform/platform.h"
-#include "platform/posix_platform.h"
+#include "platform/error_codes.h"
+#include "platform/posix_translation.h"
+#include "platform/processes.h"
 #include "platform/shell_execute.h"
 
 namespace platform {
@@ -25,12 +26,13 @@ class PosixShellExecution final : public ShellExecution {
       posix::SetError(1155);  // ERROR_NO_ASSOCIATION
       return kShellNoAssociation;
     }
-    Platform& os = Native();
+    auto& processes = NativeService<Processes>();
+    auto& errors = NativeService<ErrorCodes>();
     std::u16string commandLine = u"\"" + file + u"\"";
     if (!parameters.empty()) commandLine += u" " + parameters;
     ProcessInfo child;
-    if (!os.StartProcess(commandLine, directory != nullptr ? *directory : std::u16string(), &child)) {
-      const uint32_t error = os.LastError();
+    if (!processes.StartProcess(commandLine, directory != nullptr ? *directory : std::u16string(), &child)) {
+      const uint32_t error = errors.LastError();
       switch (error) {
         case kErrorFileNotFound: return kShellFileNotFound;
         case kErrorPathNotFound: return kShellPathNotFound;
@@ -39,8 +41,8 @@ class PosixShellExecution final : public ShellExecution {
         default: return error <= 32 ? static_cast<intptr_t>(error) : kShellNoAssociation;
       }
     }
-    os.CloseObject(child.thread);
-    os.CloseObject(child.process);
+    processes.CloseObject(child.thread);
+    processes.CloseObject(child.process);
     return kStarted;
   }
 };

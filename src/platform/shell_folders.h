@@ -1,5 +1,5 @@
 // The shell's special folders and its test for a network path. A service of
-// its own beside the Platform (see service.h). Linux has no such folders:
+// its own (see service.h). Linux has no such folders:
 // every lookup fails there, as SHGetSpecialFolderPathW does for a folder the
 // system does not have; a network path there is a UNC path (\\server\share).
 #pragma once

@@ -1,4 +1,4 @@
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/shell_folders.h"
 
 namespace platform {

@@ -1,6 +1,6 @@
 // Shell links (.lnk files) through the shell's link object: IShellLinkW,
 // IPersistFile and IPropertyStore with the AppUserModelID property. A service
-// of its own beside the Platform (see service.h).
+// of its own (see service.h).
 //
 // Each operation is one COM call or the fixed sequence of calls its comment
 // names, and answers that call's HRESULT (0 is S_OK; S_FALSE is 1). Linux has

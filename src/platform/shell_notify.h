@@ -1,5 +1,5 @@
 // Telling the shell that something it shows changed. A service of its own
-// beside the Platform (see service.h). Linux has no such shell: the call
+// (see service.h). Linux has no such shell: the call
 // answers as Windows does for a function that is not implemented (false,
 // last error 120), never as a success.
 #pragma once

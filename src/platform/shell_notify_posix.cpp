@@ -1,5 +1,5 @@
 // Linux has no shell to tell: the call is not implemented here (120).
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/shell_notify.h"
 
 namespace platform {

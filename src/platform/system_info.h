@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/service.h"
+
 namespace platform {
 
 class SystemInfo {

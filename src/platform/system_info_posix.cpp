@@ -2,10 +2,30 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
+#include "platform/system_info.h"
 #include "platform/unicode.h"
 
 namespace platform {
+
+class PosixSystemInfo final : public SystemInfo {
+ public:
+  bool VersionAtLeast(uint16_t major, uint16_t minor, uint16_t servicePackMajor) override;
+  int32_t RestrictDllSearchToSystem32() override;
+  int32_t ComInitialize() override;
+  void ComUninitialize() override;
+  uint16_t UserDefaultUILanguage() override;
+  std::u16string CodePageToWide(const std::string& text, uint32_t codePage) override;
+  std::string WideToCodePage(const std::u16string& text, uint32_t codePage) override;
+  bool SystemErrorText(uint32_t code, std::u16string* text) override;
+};
+
+template <>
+SystemInfo& NativeService<SystemInfo>() {
+  static PosixSystemInfo instance;
+  return instance;
+}
+
 namespace {
 
 constexpr uint32_t kCodePageAnsi = 0;
@@ -62,19 +82,19 @@ const ErrorText kErrorTexts[] = {
 
 }  // namespace
 
-bool PosixPlatform::VersionAtLeast(uint16_t, uint16_t, uint16_t) { return true; }
+bool PosixSystemInfo::VersionAtLeast(uint16_t, uint16_t, uint16_t) { return true; }
 
-int32_t PosixPlatform::RestrictDllSearchToSystem32() {
+int32_t PosixSystemInfo::RestrictDllSearchToSystem32() {
   // Nothing to do: the Linux loader does not search the executable's or the
   // current directory for libraries, so no planted library can be picked up.
   return 1;
 }
 
-int32_t PosixPlatform::ComInitialize() { return 0; }
+int32_t PosixSystemInfo::ComInitialize() { return 0; }
 
-void PosixPlatform::ComUninitialize() {}
+void PosixSystemInfo::ComUninitialize() {}
 
-uint16_t PosixPlatform::UserDefaultUILanguage() {
+uint16_t PosixSystemInfo::UserDefaultUILanguage() {
   // The first of these that is set and not empty decides, as the C library
   // does for messages.
   const char* locale = nullptr;
@@ -97,7 +117,7 @@ uint16_t PosixPlatform::UserDefaultUILanguage() {
   return 0x0409;
 }
 
-std::u16string PosixPlatform::CodePageToWide(const std::string& text, uint32_t codePage) {
+std::u16string PosixSystemInfo::CodePageToWide(const std::string& text, uint32_t codePage) {
   if (codePage == kCodePageUtf8) return Utf8ToUtf16(text);
   if (codePage != kCodePageAnsi && codePage != kCodePageLatin1) {
     posix::SetError(kErrorInvalidParameter);
@@ -111,7 +131,7 @@ std::u16string PosixPlatform::CodePageToWide(const std::string& text, uint32_t c
   return wide;
 }
 
-std::string PosixPlatform::WideToCodePage(const std::u16string& text, uint32_t codePage) {
+std::string PosixSystemInfo::WideToCodePage(const std::u16string& text, uint32_t codePage) {
   if (codePage == kCodePageUtf8) return Utf16ToUtf8(text);
   if (codePage != kCodePageAnsi && codePage != kCodePageLatin1) {
     posix::SetError(kErrorInvalidParameter);
@@ -132,7 +152,7 @@ std::string PosixPlatform::WideToCodePage(const std::u16string& text, uint32_t c
   return narrow;
 }
 
-bool PosixPlatform::SystemErrorText(uint32_t code, std::u16string* text) {
+bool PosixSystemInfo::SystemErrorText(uint32_t code, std::u16string* text) {
   for (const ErrorText& row : kErrorTexts) {
     if (row.code == code) {
       *text = row.text;

@@ -6,12 +6,30 @@
 #include <climits>
 #include <vector>
 
-#include "platform/win_platform.h"
+#include "platform/system_info.h"
 #include "platform/win_text.h"
 
 namespace platform {
 
-bool WinPlatform::VersionAtLeast(uint16_t major, uint16_t minor, uint16_t servicePackMajor) {
+class WinSystemInfo final : public SystemInfo {
+ public:
+  bool VersionAtLeast(uint16_t major, uint16_t minor, uint16_t servicePackMajor) override;
+  int32_t RestrictDllSearchToSystem32() override;
+  int32_t ComInitialize() override;
+  void ComUninitialize() override;
+  uint16_t UserDefaultUILanguage() override;
+  std::u16string CodePageToWide(const std::string& text, uint32_t codePage) override;
+  std::string WideToCodePage(const std::u16string& text, uint32_t codePage) override;
+  bool SystemErrorText(uint32_t code, std::u16string* text) override;
+};
+
+template <>
+SystemInfo& NativeService<SystemInfo>() {
+  static WinSystemInfo instance;
+  return instance;
+}
+
+bool WinSystemInfo::VersionAtLeast(uint16_t major, uint16_t minor, uint16_t servicePackMajor) {
   OSVERSIONINFOEXW wanted = {};
   wanted.dwOSVersionInfoSize = sizeof(wanted);
   wanted.dwMajorVersion = major;
@@ -25,7 +43,7 @@ bool WinPlatform::VersionAtLeast(uint16_t major, uint16_t minor, uint16_t servic
          FALSE;
 }
 
-int32_t WinPlatform::RestrictDllSearchToSystem32() {
+int32_t WinSystemInfo::RestrictDllSearchToSystem32() {
   // Looked up at run time so that the executable still loads on a system
   // that lacks the call.
   using SetDefaultDllDirectoriesFn = BOOL(WINAPI*)(DWORD);
@@ -38,13 +56,13 @@ int32_t WinPlatform::RestrictDllSearchToSystem32() {
   return setDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32) != FALSE ? 1 : 0;
 }
 
-int32_t WinPlatform::ComInitialize() { return ::CoInitialize(nullptr); }
+int32_t WinSystemInfo::ComInitialize() { return ::CoInitialize(nullptr); }
 
-void WinPlatform::ComUninitialize() { ::CoUninitialize(); }
+void WinSystemInfo::ComUninitialize() { ::CoUninitialize(); }
 
-uint16_t WinPlatform::UserDefaultUILanguage() { return ::GetUserDefaultUILanguage(); }
+uint16_t WinSystemInfo::UserDefaultUILanguage() { return ::GetUserDefaultUILanguage(); }
 
-std::u16string WinPlatform::CodePageToWide(const std::string& text, uint32_t codePage) {
+std::u16string WinSystemInfo::CodePageToWide(const std::string& text, uint32_t codePage) {
   // Explicit lengths, so embedded NULs pass and no terminator is counted.
   if (text.empty() || text.size() > INT_MAX) {
     return std::u16string();
@@ -62,7 +80,7 @@ std::u16string WinPlatform::CodePageToWide(const std::string& text, uint32_t cod
   return FromWide(buffer.data(), static_cast<size_t>(written < needed ? written : needed));
 }
 
-std::string WinPlatform::WideToCodePage(const std::u16string& text, uint32_t codePage) {
+std::string WinSystemInfo::WideToCodePage(const std::u16string& text, uint32_t codePage) {
   if (text.empty() || text.size() > INT_MAX) {
     return std::string();
   }
@@ -80,7 +98,7 @@ std::string WinPlatform::WideToCodePage(const std::u16string& text, uint32_t cod
   return std::string(buffer.data(), static_cast<size_t>(written < needed ? written : needed));
 }
 
-bool WinPlatform::SystemErrorText(uint32_t code, std::u16string* text) {
+bool WinSystemInfo::SystemErrorText(uint32_t code, std::u16string* text) {
   // FORMAT_MESSAGE_ALLOCATE_BUFFER | FROM_SYSTEM | IGNORE_INSERTS, in the
   // user's default language; the text keeps the system's line end.
   wchar_t* buffer = nullptr;

@@ -1,5 +1,5 @@
 // Loading system libraries by full path and the system's version numbers
-// from ntdll. A service of its own beside the Platform (see service.h).
+// from ntdll. A service of its own (see service.h).
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // System libraries on Linux: there is no Windows directory and no Windows
 // library to load, so each call fails as on a system without them.
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/system_libraries.h"
 
 namespace platform {

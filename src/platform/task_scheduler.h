@@ -1,6 +1,6 @@
 // The task scheduler's COM interface, one call per operation, so that the
 // order of the calls and the reaction to each failure stay with the core.
-// A service of its own beside the Platform (see service.h).
+// A service of its own (see service.h).
 //
 // Every operation returns the HRESULT of its call. Objects are opaque COM
 // interface pointers and are given back with Release.

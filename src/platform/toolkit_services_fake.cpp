@@ -1,7 +1,6 @@
-#include "platform/fake_toolkit_services.h"
-
 #include "platform/ascii.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
+#include "platform/fake_toolkit_services.h"
 
 namespace platform {
 namespace {
@@ -66,7 +65,7 @@ int32_t FakeHashing::CloseProvider(CryptoHandle provider) {
 bool FakeShellNotifications::NotifyAssociationsChanged() {
   ++notifications;
   if (fails) {
-    Get().SetLastErrorCode(kErrorCallNotImplemented);
+    SetLastErrorCode(kErrorCallNotImplemented);
     return false;
   }
   return true;

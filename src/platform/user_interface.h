@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/service.h"
+
 namespace platform {
 
 enum : uint32_t {

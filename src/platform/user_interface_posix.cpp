@@ -10,12 +10,28 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "platform/posix_platform.h"
+#include "platform/posix_translation.h"
 #include "platform/unicode.h"
+#include "platform/user_interface.h"
 
 extern char** environ;
 
 namespace platform {
+
+class PosixUserInterface final : public UserInterface {
+ public:
+  int32_t ShowMessageBox(const std::u16string& text, const std::optional<std::u16string>& caption,
+                         uint32_t style) override;
+  int32_t ShowMessageBoxIndirect(const std::u16string& text, const std::u16string& caption, uint32_t style,
+                                 uint16_t iconId) override;
+};
+
+template <>
+UserInterface& NativeService<UserInterface>() {
+  static PosixUserInterface instance;
+  return instance;
+}
+
 namespace {
 
 // The dialog program's path on PATH, or empty.
@@ -68,13 +84,13 @@ int32_t ShowBox(const std::u16string& text, const std::u16string& caption, uint3
 
 }  // namespace
 
-int32_t PosixPlatform::ShowMessageBox(const std::u16string& text, const std::optional<std::u16string>& caption,
-                                      uint32_t style) {
+int32_t PosixUserInterface::ShowMessageBox(const std::u16string& text, const std::optional<std::u16string>& caption,
+                                           uint32_t style) {
   return ShowBox(text, caption.value_or(u"Error"), style);
 }
 
-int32_t PosixPlatform::ShowMessageBoxIndirect(const std::u16string& text, const std::u16string& caption,
-                                              uint32_t style, uint16_t) {
+int32_t PosixUserInterface::ShowMessageBoxIndirect(const std::u16string& text, const std::u16string& caption,
+                                                   uint32_t style, uint16_t) {
   return ShowBox(text, caption, style);
 }
 

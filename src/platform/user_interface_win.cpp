@@ -1,19 +1,33 @@
 // Message boxes with no owner window.
 #include <windows.h>
 
-#include "platform/win_platform.h"
+#include "platform/user_interface.h"
 #include "platform/win_text.h"
 
 namespace platform {
 
-int32_t WinPlatform::ShowMessageBox(const std::u16string& text, const std::optional<std::u16string>& caption,
-                                    uint32_t style) {
+class WinUserInterface final : public UserInterface {
+ public:
+  int32_t ShowMessageBox(const std::u16string& text, const std::optional<std::u16string>& caption,
+                         uint32_t style) override;
+  int32_t ShowMessageBoxIndirect(const std::u16string& text, const std::u16string& caption, uint32_t style,
+                                 uint16_t iconId) override;
+};
+
+template <>
+UserInterface& NativeService<UserInterface>() {
+  static WinUserInterface instance;
+  return instance;
+}
+
+int32_t WinUserInterface::ShowMessageBox(const std::u16string& text, const std::optional<std::u16string>& caption,
+                                         uint32_t style) {
   // A null caption gives the system's default one.
   return ::MessageBoxW(nullptr, AsWide(text), caption.has_value() ? AsWide(*caption) : nullptr, style);
 }
 
-int32_t WinPlatform::ShowMessageBoxIndirect(const std::u16string& text, const std::u16string& caption,
-                                            uint32_t style, uint16_t iconId) {
+int32_t WinUserInterface::ShowMessageBoxIndirect(const std::u16string& text, const std::u16string& caption,
+                                                 uint32_t style, uint16_t iconId) {
   static_assert(sizeof(MSGBOXPARAMSW) == 80, "MSGBOXPARAMSW of 64-bit Windows");
   MSGBOXPARAMSW params = {};
   params.cbSize = sizeof(params);

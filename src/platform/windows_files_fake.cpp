@@ -2,8 +2,8 @@
 #include <utility>
 
 #include "platform/ascii.h"
+#include "platform/error_codes.h"
 #include "platform/fake_windows_files.h"
-#include "platform/platform.h"
 #include "platform/unicode.h"
 
 namespace platform {
@@ -249,7 +249,7 @@ Handle FakeWindowsFiles::OpenWriter(const std::u16string& path) {
   if (error == kErrorSuccess && node->kind != kFile) error = kErrorAccessDenied;
   if (error == kErrorSuccess) error = Conflict(node, kWrite, kRead | kWrite);
   if (error != kErrorSuccess) {
-    Get().SetLastErrorCode(error);
+    SetLastErrorCode(error);
     return nullptr;
   }
   opens_.push_back(std::make_unique<Open>(Open{node, kWrite, kRead | kWrite}));
@@ -281,7 +281,7 @@ std::u16string FakeWindowsFiles::TagStartedBy(const std::u16string& applicationN
 bool FakeWindowsFiles::Answer(const std::string& call, uint32_t error) {
   calls.push_back(error == kErrorSuccess ? call : call + " -> " + std::to_string(error));
   if (afterCall) afterCall(calls.back());
-  Get().SetLastErrorCode(error);
+  SetLastErrorCode(error);
   return error == kErrorSuccess;
 }
 

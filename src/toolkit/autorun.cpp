@@ -4,7 +4,8 @@
 
 #include "base/format.h"
 #include "base/log.h"
-#include "platform/platform.h"
+#include "platform/registry.h"
+#include "platform/types.h"
 
 namespace {
 
@@ -45,8 +46,8 @@ bool SetAutorunValue(const CProductConfig& config, const std::u16string& launche
              delaySeconds, config.autolaunch_key);
     return false;
   }
-  const int32_t status = platform::Get().ShSetValue(platform::Hive::kCurrentUser, kAutorunRunKey,
-                                                    config.autolaunch_key, platform::kRegSz, Utf16Bytes(command));
+  const int32_t status = platform::Service<platform::Registry>().ShSetValue(
+      platform::Hive::kCurrentUser, kAutorunRunKey, config.autolaunch_key, platform::kRegSz, Utf16Bytes(command));
   if (status != 0) {
     LogError(u"Utils::SetAutorunValue, set value '%s' failed, error=%d", config.autolaunch_key, status);
     return false;
@@ -63,8 +64,8 @@ bool ReadAutorunValue(const CProductConfig& config, std::u16string* data) {
   }
   uint32_t type = 0;
   std::vector<uint8_t> bytes;
-  const int32_t status = platform::Get().ShGetValue(platform::Hive::kCurrentUser, kAutorunRunKey,
-                                                    config.autolaunch_key, &type, &bytes, kMaxValueBytes);
+  const int32_t status = platform::Service<platform::Registry>().ShGetValue(
+      platform::Hive::kCurrentUser, kAutorunRunKey, config.autolaunch_key, &type, &bytes, kMaxValueBytes);
   if (status == static_cast<int32_t>(platform::kErrorFileNotFound)) {
     LogInfo(u"Utils::ReadAutorunValue, value '%s' not found", config.autolaunch_key);
     return false;
@@ -90,8 +91,8 @@ bool RemoveAutorunValue(const CProductConfig& config) {
     LogError(u"Utils::RemoveAutorunValue, no value name");
     return false;
   }
-  const int32_t status =
-      platform::Get().ShDeleteValue(platform::Hive::kCurrentUser, kAutorunRunKey, config.autolaunch_key);
+  const int32_t status = platform::Service<platform::Registry>().ShDeleteValue(platform::Hive::kCurrentUser,
+                                                                               kAutorunRunKey, config.autolaunch_key);
   if (status == 0) {
     LogInfo(u"Utils::RemoveAutorunValue, value '%s' removed", config.autolaunch_key);
     return true;

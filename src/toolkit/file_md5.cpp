@@ -5,8 +5,9 @@
 #include <new>
 
 #include "base/log.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
 #include "platform/hashing.h"
-#include "platform/platform.h"
 
 namespace {
 
@@ -60,10 +61,10 @@ namespace Utils {
 
 bool GetFileMd5(const std::u16string& path, std::u16string* md5) {
   md5->clear();
-  platform::Platform& os = platform::Get();
-  const std::unique_ptr<std::FILE, StreamCloser> file(os.OpenStream(path, "rb"));
+  auto& files = platform::Service<platform::Files>();
+  const std::unique_ptr<std::FILE, StreamCloser> file(files.OpenStream(path, "rb"));
   if (file == nullptr) {
-    LogError(u"Utils::GetFileMd5, open file '%s' failed, error=%d", path, os.LastError());
+    LogError(u"Utils::GetFileMd5, open file '%s' failed, error=%d", path, platform::LastError());
     return false;
   }
   Md5Session session;

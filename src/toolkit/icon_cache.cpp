@@ -6,7 +6,8 @@
 #include "base/log.h"
 #include "layout/paths.h"
 #include "platform/ascii.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
 #include "platform/shell_notify.h"
 
 namespace {
@@ -31,12 +32,12 @@ bool IsExplorerCacheName(const std::u16string& name) {
 // Deletes one cache file. A file that is already gone counts as deleted
 // by someone else; any other failure leaves it and says so.
 void DeleteCacheFile(const std::u16string& path, int32_t* removed, int32_t* left) {
-  platform::Platform& os = platform::Get();
-  if (os.DeleteOneFile(path)) {
+  auto& files = platform::Service<platform::Files>();
+  if (files.DeleteOneFile(path)) {
     ++*removed;
     return;
   }
-  const uint32_t error = os.LastError();
+  const uint32_t error = platform::LastError();
   if (error == platform::kErrorFileNotFound || error == platform::kErrorPathNotFound) return;
   ++*left;
   LogWarn(u"Utils::RemoveIconCache, delete '%s' failed, error=%d", path, error);
@@ -54,17 +55,17 @@ bool RemoveIconCache(int32_t* removed) {
     LogError(u"Utils::RemoveIconCache, LOCALAPPDATA not found");
     return false;
   }
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
 
   const std::u16string rootCache = JoinPath(local, kRootCache);
-  const uint32_t attributes = os.GetAttributes(rootCache);
+  const uint32_t attributes = files.GetAttributes(rootCache);
   if (attributes != 0xFFFFFFFFu && (attributes & platform::kFileAttributeDirectory) == 0) {
     DeleteCacheFile(rootCache, &deleted, &left);
   }
 
   const std::u16string explorer = JoinPath(local, kExplorerDir);
   std::vector<platform::DirEntry> entries;
-  if (os.FindEntries(JoinPath(explorer, u"*"), &entries)) {
+  if (files.FindEntries(JoinPath(explorer, u"*"), &entries)) {
     for (const platform::DirEntry& entry : entries) {
       if ((entry.attributes & platform::kFileAttributeDirectory) != 0 || !IsExplorerCacheName(entry.name)) continue;
       DeleteCacheFile(JoinPath(explorer, entry.name), &deleted, &left);
@@ -73,7 +74,7 @@ bool RemoveIconCache(int32_t* removed) {
   if (removed != nullptr) *removed = deleted;
 
   const bool told = platform::Service<platform::ShellNotifications>().NotifyAssociationsChanged();
-  if (!told) LogWarn(u"Utils::RemoveIconCache, notify shell failed, error=%d", os.LastError());
+  if (!told) LogWarn(u"Utils::RemoveIconCache, notify shell failed, error=%d", platform::LastError());
   LogInfo(u"Utils::RemoveIconCache, removed %d, left %d", deleted, left);
   return left == 0 && told;
 }

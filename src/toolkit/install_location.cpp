@@ -7,7 +7,8 @@
 #include "layout/launcher_ini.h"
 #include "layout/paths.h"
 #include "layout/version_dirs.h"
-#include "platform/platform.h"
+#include "platform/files.h"
+#include "platform/registry.h"
 #include "platform/shell_folders.h"
 
 namespace {
@@ -24,8 +25,8 @@ platform::Hive HiveOf(int32_t scope) {
 std::u16string ReadInstallDir(const CProductConfig& config, platform::Hive hive) {
   uint32_t type = 0;
   std::vector<uint8_t> data;
-  if (platform::Get().ShGetValue(hive, u"Software\\" + config.product_info_key, u"InstallDir", &type, &data,
-                                 kValueBufferBytes) != 0) {
+  if (platform::Service<platform::Registry>().ShGetValue(hive, u"Software\\" + config.product_info_key, u"InstallDir",
+                                                         &type, &data, kValueBufferBytes) != 0) {
     return std::u16string();
   }
   std::u16string text;
@@ -58,7 +59,7 @@ std::u16string GetInstalledDir(const CProductConfig& config, int32_t scope, bool
   if (verify) {
     bool fromManifest = false;
     if (!ProbeVersionDir(dir, config, nullptr, &fromManifest) ||
-        !platform::Get().PathExists(JoinPath(dir, kLauncherIniName))) {
+        !platform::Service<platform::Files>().PathExists(JoinPath(dir, kLauncherIniName))) {
       return std::u16string();
     }
   }
@@ -73,7 +74,7 @@ bool SetInstalledDir(const CProductConfig& config, int32_t scope, const std::u16
   }
   const int32_t status = dir.empty() || config.product_info_key.empty()
                              ? static_cast<int32_t>(kErrorInvalidParameter)
-                             : platform::Get().ShSetValue(HiveOf(scope), u"Software\\" + config.product_info_key,
+                             : platform::Service<platform::Registry>().ShSetValue(HiveOf(scope), u"Software\\" + config.product_info_key,
                                                           u"InstallDir", platform::kRegSz, bytes);
   if (status != 0) {
     LogError(u"SetInstalledDir, '%s' for scope %d not recorded, error=%d", dir, scope, status);
@@ -85,7 +86,7 @@ bool SetInstalledDir(const CProductConfig& config, int32_t scope, const std::u16
 
 bool RemoveInstalledDir(const CProductConfig& config, int32_t scope) {
   const int32_t status =
-      platform::Get().ShDeleteValue(HiveOf(scope), u"Software\\" + config.product_info_key, u"InstallDir");
+      platform::Service<platform::Registry>().ShDeleteValue(HiveOf(scope), u"Software\\" + config.product_info_key, u"InstallDir");
   if (status != 0 && status != static_cast<int32_t>(platform::kErrorFileNotFound)) {
     LogError(u"RemoveInstalledDir, scope %d, error=%d", scope, status);
     return false;
@@ -130,12 +131,12 @@ std::u16string GetUserChosenInstallDir(const CProductConfig& config, const std::
 }
 
 std::u16string GetProductPath(const std::u16string& path, const std::u16string& name) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   if (IsRelativePath(path) || platform::Service<platform::ShellFolders>().IsNetworkPath(path)) {
     LogWarn(u"GetProductPath invalid path:%s", path);
     return std::u16string();
   }
-  if (os.PathExists(JoinPath(path, kLauncherIniName))) {
+  if (files.PathExists(JoinPath(path, kLauncherIniName))) {
     // Already an install root: the message is the one the installer has
     // always written here.
     LogWarn(u"CreateDirectory failed. path:%s", path);
@@ -143,9 +144,9 @@ std::u16string GetProductPath(const std::u16string& path, const std::u16string& 
   }
   const std::u16string result =
       CompareNoCase(GetFileNamePart(path, true), name) != 0 ? JoinPath(path, name) : path;
-  if (!os.PathIsDir(result)) {
-    os.MakeDirectoryTree(result);
-    if (!os.PathIsDir(result)) {
+  if (!files.PathIsDir(result)) {
+    files.MakeDirectoryTree(result);
+    if (!files.PathIsDir(result)) {
       LogWarn(u"CreateDirectory failed. path:%s", result);
       return std::u16string();
     }

@@ -9,7 +9,8 @@
 #include "cJSON.h"
 #include "layout/paths.h"
 #include "platform/ascii.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
 
 namespace {
 
@@ -45,10 +46,10 @@ std::u16string Folded(const std::u16string& name) {
 // The whole file, at most `limit` bytes; false (and the reason logged) when
 // it can't be opened or read, or is larger.
 bool ReadLimited(const std::u16string& path, size_t limit, std::string* text) {
-  platform::Platform& os = platform::Get();
-  const std::unique_ptr<std::FILE, StreamCloser> file(os.OpenStream(path, "rb"));
+  auto& files = platform::Service<platform::Files>();
+  const std::unique_ptr<std::FILE, StreamCloser> file(files.OpenStream(path, "rb"));
   if (file == nullptr) {
-    LogError(u"Utils::GetProfileList, open '%s' failed, error=%d", path, os.LastError());
+    LogError(u"Utils::GetProfileList, open '%s' failed, error=%d", path, platform::LastError());
     return false;
   }
   char chunk[kReadChunk];

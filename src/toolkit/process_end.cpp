@@ -1,7 +1,7 @@
 #include "toolkit/process_end.h"
 
 #include "base/log.h"
-#include "platform/platform.h"
+#include "platform/environment.h"
 #include "platform/process_end.h"
 #include "platform/types.h"
 
@@ -9,7 +9,7 @@ namespace Utils {
 
 int32_t EndProcesses(const std::vector<CFoundProcess>& processes, uint32_t timeoutMs) {
   platform::ProcessEnd& end = platform::Service<platform::ProcessEnd>();
-  const uint32_t self = platform::Get().ProcessId();
+  const uint32_t self = platform::Service<platform::Environment>().ProcessId();
   int32_t alive = 0;
   for (const CFoundProcess& process : processes) {
     if (process.processId == 0 || process.processId == self) continue;

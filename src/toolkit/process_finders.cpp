@@ -6,8 +6,11 @@
 #include "base/text.h"
 #include "layout/launcher_ini.h"
 #include "layout/paths.h"
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
 #include "platform/process_images.h"
+#include "platform/processes.h"
 #include "platform/shell_folders.h"
 
 namespace {
@@ -19,17 +22,17 @@ bool StartsWithNoCase(const std::u16string& text, const std::u16string& prefix) 
   return text.size() >= prefix.size() && CompareNoCase(prefix, text.substr(0, prefix.size())) == 0;
 }
 
-int32_t ErrorCode() { return static_cast<int32_t>(platform::Get().LastError()); }
+int32_t ErrorCode() { return static_cast<int32_t>(platform::LastError()); }
 
 }  // namespace
 
 namespace Utils {
 
 int32_t FindProcess(const ProcessMatch& callback, std::vector<CFoundProcess>* list) {
-  platform::Platform& os = platform::Get();
+  auto& processes = platform::Service<platform::Processes>();
   platform::ProcessImages& images = platform::Service<platform::ProcessImages>();
   std::vector<platform::ProcessEntry> entries;
-  if (!os.SnapshotProcesses(&entries)) {
+  if (!processes.SnapshotProcesses(&entries)) {
     LogWarn(u"Utils::FindProcess, create process snapshot failed,error code : %d", ErrorCode());
     return 0;
   }
@@ -77,7 +80,7 @@ bool CDirectoryProcessFinder::Find(std::vector<CFoundProcess>* found, const std:
 void CDirectoryProcessFinder::OnProcess(const CFoundProcess& info, bool* matched, bool* stop) {
   *matched = false;
   *stop = false;
-  if (info.processId == platform::Get().ProcessId() || info.directory.empty()) return;
+  if (info.processId == platform::Service<platform::Environment>().ProcessId() || info.directory.empty()) return;
   if (StartsWithNoCase(info.path, m_prefix)) {
     *matched = true;
     if (m_found != nullptr) m_found->push_back(info);
@@ -97,13 +100,13 @@ bool CVornProcessFinder::Find(const CProductConfig& config, std::vector<CFoundPr
 void CVornProcessFinder::OnProcess(const CFoundProcess& info, bool* matched, bool* stop) {
   *matched = false;
   *stop = false;
-  if (info.processId == platform::Get().ProcessId()) return;
+  if (info.processId == platform::Service<platform::Environment>().ProcessId()) return;
   // The directory ends in a separator, so its directory part is the parent:
   // the install root that a main executable's version directory sits in.
   const std::u16string root = GetDirectoryPart(info.directory);
   if (!m_rootFilter.empty() && !StartsWithNoCase(root, m_rootFilter)) return;
   if (CompareNoCase(info.name, m_exeFileName) == 0 &&
-      platform::Get().PathExists(JoinPath(root, kLauncherIniName))) {
+      platform::Service<platform::Files>().PathExists(JoinPath(root, kLauncherIniName))) {
     *matched = true;
     if (m_found != nullptr) m_found->push_back(info);
   }
@@ -185,7 +188,7 @@ std::u16string GetProcessFilePath(uint32_t processId) {
 }
 
 int32_t RemoveBrokenShortcuts(const CProductConfig& config, std::vector<CShortcutInfo>* removed) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   std::vector<CShortcutInfo> shortcuts;
   CVornShortcutFinder finder;
   std::u16string desktop;
@@ -199,8 +202,8 @@ int32_t RemoveBrokenShortcuts(const CProductConfig& config, std::vector<CShortcu
 
   int32_t count = 0;
   for (const CShortcutInfo& shortcut : shortcuts) {
-    if (shortcut.exePath.empty() || os.PathExists(shortcut.exePath)) continue;
-    os.DeleteOneFile(shortcut.lnkPath);
+    if (shortcut.exePath.empty() || files.PathExists(shortcut.exePath)) continue;
+    files.DeleteOneFile(shortcut.lnkPath);
     if (removed != nullptr) removed->push_back(shortcut);
     ++count;
   }

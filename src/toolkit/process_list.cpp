@@ -3,21 +3,22 @@
 #include <vector>
 
 #include "base/log.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
+#include "platform/processes.h"
 
 namespace Utils {
 
 int32_t LogProcessList() {
-  platform::Platform& os = platform::Get();
+  auto& processes = platform::Service<platform::Processes>();
   std::vector<platform::ProcessEntry> entries;
-  if (!os.SnapshotProcesses(&entries)) {
-    LogWarn(u"Utils::LogProcessList, create process snapshot failed, error=%d", os.LastError());
+  if (!processes.SnapshotProcesses(&entries)) {
+    LogWarn(u"Utils::LogProcessList, create process snapshot failed, error=%d", platform::LastError());
     return 0;
   }
   // The seam walks the snapshot in one call: an empty walk is a first entry
   // that could not be read.
   if (entries.empty()) {
-    LogWarn(u"Utils::LogProcessList, process snapshot empty, error=%d", os.LastError());
+    LogWarn(u"Utils::LogProcessList, process snapshot empty, error=%d", platform::LastError());
     return 0;
   }
   LogInfo(u"Utils::LogProcessList, %u processes", static_cast<uint32_t>(entries.size()));

@@ -51,8 +51,8 @@ TEST(ProcessListNative, ListsThisProcess) {
   ResetLogStateForTesting();
   orvane_test::TempDir temp;
   OpenLogFile(temp.core(), u"native.log");
-  platform::Platform& os = platform::Native();
-  const uint32_t pid = os.ProcessId();
+  auto& env = platform::NativeService<platform::Environment>();
+  const uint32_t pid = env.ProcessId();
   EXPECT_GT(Utils::LogProcessList(), 1);
   const std::string log = orvane_test::ReadFileBytes(temp.path() / "native.log");
   ResetLogStateForTesting();

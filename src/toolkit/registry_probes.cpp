@@ -2,8 +2,8 @@
 
 #include "base/log.h"
 #include "base/text.h"
-#include "platform/platform.h"
 #include "platform/registry_views.h"
+#include "platform/types.h"
 
 namespace {
 

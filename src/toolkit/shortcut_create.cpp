@@ -3,8 +3,8 @@
 #include <cstdint>
 
 #include "base/log.h"
-#include "platform/platform.h"
 #include "platform/shell_links.h"
+#include "platform/system_info.h"
 
 namespace Utils {
 
@@ -14,8 +14,8 @@ std::u16string GetProductAppUserModelId(const CProductConfig& config) {
 
 bool CreateShortcut(const std::u16string& lnkPath, const std::u16string& target, const std::u16string& arguments,
                     const std::u16string& workingDir, const std::u16string& appId) {
-  platform::Platform& os = platform::Get();
-  const int32_t init = os.ComInitialize();
+  auto& system = platform::Service<platform::SystemInfo>();
+  const int32_t init = system.ComInitialize();
   if (init < 0) {
     LogError(u"CreateShortcut: CoInitialize failed, hr=0x%08x", static_cast<uint32_t>(init));
     return false;
@@ -44,7 +44,7 @@ bool CreateShortcut(const std::u16string& lnkPath, const std::u16string& target,
     hr = links.Save(link, lnkPath);
   }
   if (link != nullptr) links.Release(link);
-  os.ComUninitialize();
+  system.ComUninitialize();
   if (hr < 0) {
     LogError(u"CreateShortcut: %s failed, hr=0x%08x, lnk=%s", step, static_cast<uint32_t>(hr), lnkPath);
     return false;

@@ -12,10 +12,13 @@
 #include "maintenance/run_update.h"
 #include "maintenance/task_launcher.h"
 #include "maintenance/task_schedule.h"
+#include "platform/clock.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
 #include "platform/named_events.h"
-#include "platform/platform.h"
 #include "platform/process_images.h"
 #include "platform/process_watch.h"
+#include "platform/processes.h"
 #include "platform/task_scheduler.h"
 #include "platform/unicode.h"
 
@@ -133,7 +136,7 @@ int32_t RunUpdateTask(const std::u16string& namePrefix, const std::u16string& pa
 }
 
 bool WaitForTaskResult(const std::u16string& eventName, uint32_t pid) {
-  platform::Platform& os = platform::Get();
+  auto& processes = platform::Service<platform::Processes>();
   platform::ProcessWatch& watch = platform::Service<platform::ProcessWatch>();
   const platform::Handle event =
       platform::Service<platform::NamedEvents>().CreateNamedEvent(eventName, false, false);
@@ -145,7 +148,7 @@ bool WaitForTaskResult(const std::u16string& eventName, uint32_t pid) {
   if (event == nullptr && process == nullptr) {
     LogError(u"invalid event and process.");
   } else if (event == nullptr) {
-    processEnded = os.WaitOne(process, platform::kInfinite) == platform::kWaitObject0;
+    processEnded = processes.WaitOne(process, platform::kInfinite) == platform::kWaitObject0;
   } else if (process != nullptr) {
     const uint32_t result = watch.WaitAny({process, event}, platform::kInfinite);
     if (result == platform::kWaitObject0 + 1) {
@@ -157,7 +160,7 @@ bool WaitForTaskResult(const std::u16string& eventName, uint32_t pid) {
       LogError(u"wait event failed: %d", result);
     }
   } else {
-    const uint32_t result = os.WaitOne(event, kEventOnlyWaitMs);
+    const uint32_t result = processes.WaitOne(event, kEventOnlyWaitMs);
     if (result == platform::kWaitObject0) {
       LogInfo(u"Trigger event");
       succeeded = true;
@@ -168,21 +171,22 @@ bool WaitForTaskResult(const std::u16string& eventName, uint32_t pid) {
 
   if (processEnded) {
     uint32_t code = 0;
-    if (os.ExitCodeOf(process, &code)) {
+    if (processes.ExitCodeOf(process, &code)) {
       LogInfo(u"ExitCode:%d", code);
       succeeded = code == kLauncherSucceeded;
     } else {
-      LogError(u"GetExitCodeProcess failed: %d", os.LastError());
+      LogError(u"GetExitCodeProcess failed: %d", platform::LastError());
     }
   }
-  if (process != nullptr) os.CloseObject(process);
-  if (event != nullptr) os.CloseObject(event);
+  if (process != nullptr) processes.CloseObject(process);
+  if (event != nullptr) processes.CloseObject(event);
   return succeeded;
 }
 
 bool IsLauncherVersionSupported(const std::u16string& launcherPath) {
   std::u16string version;
-  if (!platform::Get().PathExists(launcherPath) || !ReadProductVersion(launcherPath, &version)) return false;
+  if (!platform::Service<platform::Files>().PathExists(launcherPath) || !ReadProductVersion(launcherPath, &version))
+    return false;
   LogInfo(u"launcher version is:%s", version);
   return CompareVersions(version, kOldestTaskLauncherVersion) >= 0;
 }
@@ -213,14 +217,14 @@ int32_t DeleteUpdateTask(const std::u16string& taskName, const std::u16string& e
 }
 
 bool RemoveTaskLauncherCopy(const CProductConfig& config) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   TaskLauncherLocation location;
   if (!GetTaskLauncherLocation(config, &location)) {
-    LogInfo(u"RemoveTaskLauncherCopy, no place for a copy, error=%d", os.LastError());
+    LogInfo(u"RemoveTaskLauncherCopy, no place for a copy, error=%d", platform::LastError());
     return true;
   }
   const std::u16string& copy = location.path;
-  if (os.PathExists(copy)) {
+  if (files.PathExists(copy)) {
     if (!IsCurrentUserAdmin()) {
       LogInfo(u"RemoveTaskLauncherCopy, not elevated, the copy stays: %s", copy);
       return false;
@@ -245,30 +249,30 @@ bool RemoveTaskLauncherCopy(const CProductConfig& config) {
       LogInfo(u"RemoveTaskLauncherCopy, task %s cannot be read (%x), the copy stays: %s", taskName, hr, copy);
       return false;
     }
-    if (!os.DeleteOneFile(copy)) {
-      LogError(u"RemoveTaskLauncherCopy, delete failed, path=%s, error=%d", copy, os.LastError());
+    if (!files.DeleteOneFile(copy)) {
+      LogError(u"RemoveTaskLauncherCopy, delete failed, path=%s, error=%d", copy, platform::LastError());
       return false;
     }
     LogInfo(u"RemoveTaskLauncherCopy, removed %s", copy);
   }
   // The directories made for the copy, innermost first, while they are empty.
   for (auto level = location.levels.rbegin(); level != location.levels.rend(); ++level) {
-    if (!os.PathIsDir(*level) || !os.RemoveOneDirectory(*level)) break;
+    if (!files.PathIsDir(*level) || !files.RemoveOneDirectory(*level)) break;
   }
   return true;
 }
 
 void MoveUpdateReport(const std::u16string& dataDirName, const std::u16string& targetDir) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   const std::u16string source =
       JoinPath(BuildSubPath(GetLocalAppDataPath(dataDirName, true), u"update", true), u"update_report.json");
-  if (!os.PathExists(source)) return;
+  if (!files.PathExists(source)) return;
   const std::u16string target = JoinPath(targetDir, u"update_report.json");
-  if (os.PathExists(target) && !os.DeleteOneFile(target)) {
-    LogError(u"Delete file '%s' failed, error=%d", target, os.LastError());
+  if (files.PathExists(target) && !files.DeleteOneFile(target)) {
+    LogError(u"Delete file '%s' failed, error=%d", target, platform::LastError());
   }
-  if (!os.MovePath(source, target, 0)) {
-    LogError(u"move failed, '%s' -> '%s', error=%d", source, target, os.LastError());
+  if (!files.MovePath(source, target, 0)) {
+    LogError(u"move failed, '%s' -> '%s', error=%d", source, target, platform::LastError());
   }
 }
 
@@ -277,7 +281,7 @@ void CreateDeleteDataMarker(const CProductConfig& config, const std::u16string& 
   if (recorded.empty() || CompareNoCase(config.version_dir_name, recorded) == 0) return;
   if (CompareNoCase(config.data_dir, config.old_data_dir) == 0) return;
   const std::u16string marker = DeleteDataMarkerPath(config);
-  const std::u16string now = FormatTimestamp(platform::Get().NowMs(), true, true);
+  const std::u16string now = FormatTimestamp(platform::Service<platform::Clock>().NowMs(), true, true);
   WriteStringToFile(marker, platform::Utf16ToUtf8(now), false);
   LogInfo(u"Create delete-electron-data.task, path=%s", marker);
 }
@@ -285,9 +289,9 @@ void CreateDeleteDataMarker(const CProductConfig& config, const std::u16string& 
 std::u16string FindDeleteDataMarker(const CProductConfig& config, const std::u16string&, bool deleteMarker) {
   if (CompareNoCase(config.data_dir, config.old_data_dir) == 0) return std::u16string();
   const std::u16string marker = DeleteDataMarkerPath(config);
-  platform::Platform& os = platform::Get();
-  if (!os.PathExists(marker)) return std::u16string();
-  if (deleteMarker) os.DeleteOneFile(marker);
+  auto& files = platform::Service<platform::Files>();
+  if (!files.PathExists(marker)) return std::u16string();
+  if (deleteMarker) files.DeleteOneFile(marker);
   LogInfo(u"Found delete-electron-data.task, path=%s", marker);
   return GetDirectoryPart(marker);
 }

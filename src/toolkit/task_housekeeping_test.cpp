@@ -114,7 +114,7 @@ TEST(RunUpdateTaskNative, SucceedsOnTheLaunchersEvent) {
   platform::FakeFileVersions versions;
   versions.records[launcher].strings[kUsSubBlock] = u"6.1.0";
   FakeTaskScheduler ts;
-  const std::string pid = std::to_string(platform::Native().ProcessId());
+  const std::string pid = std::to_string(platform::NativeService<platform::Environment>().ProcessId());
   const std::u16string prefix = u"OrvaneHousekeepingTest" + std::u16string(pid.begin(), pid.end());
   ts.tasks[prefix + u"UpdateTaskMachineUA"] = launcher;
   ts.enginePid = 0x7FFFFFF0u;  // no such process
@@ -126,8 +126,8 @@ TEST(RunUpdateTaskNative, SucceedsOnTheLaunchersEvent) {
   EXPECT_EQ(RunUpdateTask(prefix, u"param"), 0);
   EXPECT_EQ(ts.runs, std::vector<std::u16string>{u"param"});
   // The event was taken by the wait: it is no longer set.
-  EXPECT_EQ(platform::Native().WaitOne(event, 0), platform::kWaitTimeout);
-  platform::Native().CloseObject(event);
+  EXPECT_EQ(platform::NativeService<platform::Processes>().WaitOne(event, 0), platform::kWaitTimeout);
+  platform::NativeService<platform::Processes>().CloseObject(event);
 }
 
 TEST_F(HousekeepingTest, DeleteUpdateTaskRows) {

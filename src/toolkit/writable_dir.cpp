@@ -6,8 +6,11 @@
 #include "base/format.h"
 #include "base/log.h"
 #include "layout/paths.h"
+#include "platform/clock.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
 #include "platform/file_handles.h"
-#include "platform/platform.h"
+#include "platform/files.h"
 #include "platform/service.h"
 
 namespace {
@@ -25,35 +28,37 @@ std::u16string TestFileName(uint32_t pid, uint64_t now, uint32_t serial) {
 namespace Utils {
 
 bool IsDirectoryWritable(const std::u16string& directory) {
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
+  auto& env = platform::Service<platform::Environment>();
+  auto& clock = platform::Service<platform::Clock>();
   if (directory.empty()) {
     LogWarn(u"Utils::IsDirectoryWritable, no directory given");
     return false;
   }
-  const uint32_t attributes = os.GetAttributes(directory);
+  const uint32_t attributes = files.GetAttributes(directory);
   if (attributes == 0xFFFFFFFFu) {
-    LogWarn(u"Utils::IsDirectoryWritable, '%s' not found, error=%d", directory, os.LastError());
+    LogWarn(u"Utils::IsDirectoryWritable, '%s' not found, error=%d", directory, platform::LastError());
     return false;
   }
   if ((attributes & platform::kFileAttributeDirectory) == 0) {
     LogWarn(u"Utils::IsDirectoryWritable, '%s' is a file, not a directory", directory);
     return false;
   }
-  platform::FileHandles& files = platform::Service<platform::FileHandles>();
+  platform::FileHandles& handles = platform::Service<platform::FileHandles>();
   static std::atomic<uint32_t> serial{0};
   uint32_t error = 0;
   for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
-    const std::u16string path = JoinPath(directory, TestFileName(os.ProcessId(), os.NowMs(), ++serial));
-    const platform::Handle file =
-        files.CreateFileHandle(path, platform::kGenericWrite, 0, platform::kCreateNew, platform::kFileAttributeNormal);
+    const std::u16string path = JoinPath(directory, TestFileName(env.ProcessId(), clock.NowMs(), ++serial));
+    const platform::Handle file = handles.CreateFileHandle(path, platform::kGenericWrite, 0, platform::kCreateNew,
+                                                           platform::kFileAttributeNormal);
     if (file == platform::InvalidFileHandle()) {
-      error = os.LastError();
+      error = platform::LastError();
       if (error == platform::kErrorFileExists || error == platform::kErrorAlreadyExists) continue;
       break;
     }
-    files.CloseHandle(file);
-    if (!os.DeleteOneFile(path)) {
-      LogError(u"Utils::IsDirectoryWritable, test file '%s' left, error=%d", path, os.LastError());
+    handles.CloseHandle(file);
+    if (!files.DeleteOneFile(path)) {
+      LogError(u"Utils::IsDirectoryWritable, test file '%s' left, error=%d", path, platform::LastError());
     }
     return true;
   }

@@ -4,14 +4,15 @@
 
 #include "app/vorn_app.h"
 #include "base/format.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
 #include "toolkit/install_report.h"
 
 namespace {
 
 constexpr int32_t kBadArguments = -1;
 
-uint32_t LastError() { return platform::Get().LastError(); }
+uint32_t LastError() { return platform::LastError(); }
 
 void ReportUnzipFailure() { CVornApp::ReportInstallError(kInstallErrorUnzipPackageFailed, 0); }
 
@@ -29,7 +30,7 @@ bool ExtractZipFile(const std::u16string& zipPath, const std::u16string& targetD
     callback(kBadArguments, FormatWideString(u"empty path, zipPath='%s'", zipPath));
     return false;
   }
-  if (!platform::Get().PathExists(zipPath)) {
+  if (!platform::Service<platform::Files>().PathExists(zipPath)) {
     callback(kBadArguments, FormatWideString(u"zip not found, path='%s'", zipPath));
     return false;
   }
@@ -68,11 +69,11 @@ bool ExtractZipContents(ZipHandle zip, const std::u16string& targetDir, const Ex
     callback(kBadArguments, u"empty dest path");
     return false;
   }
-  platform::Platform& os = platform::Get();
+  auto& files = platform::Service<platform::Files>();
   // The directory may exist already, so the result is not looked at.
-  os.MakeDirectoryTree(targetDir);
-  const uint32_t createError = os.LastError();
-  if (!os.PathIsDir(targetDir)) {
+  files.MakeDirectoryTree(targetDir);
+  const uint32_t createError = platform::LastError();
+  if (!files.PathIsDir(targetDir)) {
     callback(kBadArguments, FormatWideString(u"create target dir failed,path='%s', error=%d", targetDir, createError));
     return false;
   }

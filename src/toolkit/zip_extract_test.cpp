@@ -4,8 +4,8 @@
 #include <random>
 
 #include "gtest/gtest.h"
+#include "platform/error_codes.h"
 #include "platform/fake_file_handles.h"
-#include "platform/platform.h"
 #include "platform/service.h"
 #include "toolkit/toolkit_test_support.h"
 #include "toolkit/zip_builder_for_tests.h"
@@ -89,7 +89,7 @@ TEST_F(ZipExtractTest, FailuresAreCalledBack) {
   EXPECT_FALSE(ExtractZipFile(good, u"", Recorder(), 0, 100));
   EXPECT_TRUE(reports.reports.empty());
   EXPECT_FALSE(ExtractZipFile(good, blocked, Recorder(), 0, 100));
-  platform::Get().SetLastErrorCode(0);
+  platform::SetLastErrorCode(0);
   EXPECT_FALSE(ExtractZipFile(broken, Out(), Recorder(), 0, 100));
   EXPECT_EQ(Take(true), (std::vector<Call>{{-1, u"empty path, zipPath=''"},
                                            {-1, u"zip not found, path='" + missing + u"'"},

@@ -1,6 +1,6 @@
 #include "toolkit/zip_item_writer.h"
 
-#include "platform/platform.h"
+#include "platform/error_codes.h"
 #include "toolkit/zip_format.h"
 #include "toolkit/zip_names.h"
 #include "toolkit/zip_reader.h"
@@ -26,7 +26,7 @@ bool MakeTree(const std::u16string& root, const std::u16string& path) {
     if (!root.empty()) Io().CreateOneDirectory(root);
     return true;
   }
-  if (Io().CreateOneDirectory(full) || platform::Get().LastError() != kErrorPathNotFound) return true;
+  if (Io().CreateOneDirectory(full) || platform::LastError() != kErrorPathNotFound) return true;
   size_t cut = rel.size();
   while (cut > 0 && !IsSeparator(rel[cut - 1])) --cut;
   if (cut > 0) {

@@ -9,7 +9,8 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/platform.h"
+#include "platform/environment.h"
+#include "platform/service.h"
 #include "toolkit/zip_directory_walk.h"
 #include "toolkit/zip_entry.h"
 #include "toolkit/zip_format.h"
@@ -110,7 +111,7 @@ uint32_t CheckHandle(ZipHandle zip) {
 }
 
 ZipHandle OpenReader(std::unique_ptr<ZipReader> reader) {
-  std::u16string base = platform::Get().CurrentDirectory();
+  std::u16string base = platform::Service<platform::Environment>().CurrentDirectory();
   if (base.empty() || !zip::IsSeparator(base.back())) base += u'\\';
   reader->base = base;
   const uint32_t result = reader->Open();

@@ -17,11 +17,13 @@
 namespace e2e {
 namespace {
 
-int64_t NowMsMonotonic() { return static_cast<int64_t>(P().MonotonicNs() / 1000000); }
+int64_t NowMsMonotonic() { return static_cast<int64_t>(platform::Service<platform::Clock>().MonotonicNs() / 1000000); }
 
 bool LauncherWaits() {
-  platform::Handle h = P().OpenSemaphoreByName(2 /* SEMAPHORE_MODIFY_STATE */, u"{D2803213-8F84-47FD-8B7A-5E01ECF1CE7F}");
-  if (h != nullptr) P().CloseObject(h);
+  auto& processes = platform::Service<platform::Processes>();
+  platform::Handle h =
+      processes.OpenSemaphoreByName(2 /* SEMAPHORE_MODIFY_STATE */, u"{D2803213-8F84-47FD-8B7A-5E01ECF1CE7F}");
+  if (h != nullptr) processes.CloseObject(h);
   return h != nullptr;
 }
 
@@ -39,11 +41,13 @@ std::u16string SystemReadsRunValue(const std::u16string& name) {
 #endif
 
 TEST(Autorun, TheValueStartsALauncherThatWaitsAndCanBeCutShort) {
+  auto& processes = platform::Service<platform::Processes>();
   // Blanks in the install root: the value must keep the launcher's path whole.
   Sandbox box("Autorun with blanks");
   const fs::path launcher = box.InstallWithApp();
   CProductConfig config;
-  config.autolaunch_key = u"OrvaneAutorunE2E" + platform::Utf8ToUtf16(std::to_string(P().ProcessId()));
+  config.autolaunch_key = u"OrvaneAutorunE2E" +
+                          platform::Utf8ToUtf16(std::to_string(platform::Service<platform::Environment>().ProcessId()));
   const std::u16string launcherPath = platform::Utf8ToUtf16(WinForm(launcher));
   const std::u16string built = Utils::BuildAutorunCommand(launcherPath, 30);
   ASSERT_FALSE(built.empty());
@@ -61,14 +65,16 @@ TEST(Autorun, TheValueStartsALauncherThatWaitsAndCanBeCutShort) {
 
   const int64_t started = NowMsMonotonic();
   platform::ProcessInfo first;
-  ASSERT_TRUE(P().StartProcess(data, u"", &first)) << "error " << P().LastError();
-  if (first.thread != nullptr) P().CloseObject(first.thread);
+  ASSERT_TRUE(processes.StartProcess(data, u"", &first)) << "error " << platform::LastError();
+  if (first.thread != nullptr) processes.CloseObject(first.thread);
   // A failed check below must not leave the launcher waiting out its delay.
   struct EndOnExit {
     platform::Handle process;
     ~EndOnExit() {
-      if (P().WaitOne(process, 0) == platform::kWaitTimeout && P().Terminate(process, 1)) P().WaitOne(process, 5000);
-      P().CloseObject(process);
+      auto& processes = platform::Service<platform::Processes>();
+      if (processes.WaitOne(process, 0) == platform::kWaitTimeout && processes.Terminate(process, 1))
+        processes.WaitOne(process, 5000);
+      processes.CloseObject(process);
     }
   } endOnExit{first.process};
   ASSERT_TRUE(PollFor(10000, LauncherWaits)) << "the launcher from the autorun value never waited";

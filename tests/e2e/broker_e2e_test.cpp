@@ -24,10 +24,10 @@ class SuccessEvent {
  public:
   SuccessEvent() : handle_(platform::Service<platform::NamedEvents>().CreateNamedEvent(kSuccessEvent, false, false)) {}
   ~SuccessEvent() {
-    if (handle_ != nullptr) P().CloseObject(handle_);
+    if (handle_ != nullptr) platform::Service<platform::Processes>().CloseObject(handle_);
   }
   bool valid() const { return handle_ != nullptr; }
-  bool Signalled() { return P().WaitOne(handle_, 0) == platform::kWaitObject0; }
+  bool Signalled() { return platform::Service<platform::Processes>().WaitOne(handle_, 0) == platform::kWaitObject0; }
 
  private:
   platform::Handle handle_;
@@ -75,18 +75,19 @@ TEST(Broker, StartsTheChildWithDecodedParametersAndSignalsSuccess) {
 }
 
 TEST(Broker, NoParametersLeaveATrailingBlankAndATimedOutWaitReturnsStillActive) {
+  auto& env = platform::Service<platform::Environment>();
   Sandbox box("BrokerTimeout");
   const fs::path launcher = box.InstallLauncher();
   const fs::path child = box.AddVersion("updater", "child.exe");
   // Long enough to outlast the wait on any machine, short enough not to
   // keep the test run's output open for long after the test.
   const std::u16string stay = u"3000";
-  P().SetEnv(u"ORVANE_PROBE_STAY_MS", &stay);
+  env.SetEnv(u"ORVANE_PROBE_STAY_MS", &stay);
   SuccessEvent event;
 
   const RunResult run =
       box.Run(launcher, "--command=run_update --run-type=run_unzip --run-exe=" + Quoted(child) + " --wait-time-ms=300");
-  P().SetEnv(u"ORVANE_PROBE_STAY_MS", nullptr);
+  env.SetEnv(u"ORVANE_PROBE_STAY_MS", nullptr);
   EXPECT_TRUE(EndedWith(run, 259)) << run.stderrText;
   const std::vector<ProbeRecord> records = box.WaitForRecords(1);
   ASSERT_EQ(records.size(), 1u);

@@ -74,7 +74,8 @@ std::unique_ptr<Sandbox> SandboxInMemory(fs::path* scratch) {
   const char* before = std::getenv("ORVANE_E2E_TMP");
   const std::string kept = before != nullptr ? before : "";
   if (fs::is_directory("/dev/shm", ec) && ::access("/dev/shm", W_OK) == 0) {
-    *scratch = fs::path("/dev/shm") / ("orvane-crash-" + std::to_string(P().ProcessId()));
+    *scratch = fs::path("/dev/shm") /
+               ("orvane-crash-" + std::to_string(platform::Service<platform::Environment>().ProcessId()));
     ::setenv("ORVANE_E2E_TMP", scratch->c_str(), 1);
   }
   auto box = std::make_unique<Sandbox>("CrashConsistency");
@@ -129,9 +130,9 @@ class CrashConsistency : public ::testing::Test {
   // mutex is free.
   void WaitForTheKilledStartToEnd() {
     ASSERT_TRUE(PollFor(10000, [] {
-      platform::Handle mutex = P().NewMutex(kSingleInstanceMutexName, true);
-      const bool free = mutex != nullptr && P().LastError() != platform::kErrorAlreadyExists;
-      if (mutex != nullptr) P().CloseObject(mutex);
+      platform::Handle mutex = platform::Service<platform::Processes>().NewMutex(kSingleInstanceMutexName, true);
+      const bool free = mutex != nullptr && platform::LastError() != platform::kErrorAlreadyExists;
+      if (mutex != nullptr) platform::Service<platform::Processes>().CloseObject(mutex);
       return free;
     })) << "a killed start did not end";
   }
@@ -147,7 +148,7 @@ class CrashConsistency : public ::testing::Test {
       return std::find(r.argv.begin(), r.argv.end(), arg) != r.argv.end();
     };
     std::vector<ProbeRecord> records;
-    const uint64_t deadline = P().MonotonicNs() + 10000000000ull;
+    const uint64_t deadline = platform::Service<platform::Clock>().MonotonicNs() + 10000000000ull;
     while (true) {
       records = box_->Records();
       records.erase(std::remove_if(records.begin(), records.end(), [&](const ProbeRecord& r) { return !has(r, tag_); }),
@@ -155,8 +156,8 @@ class CrashConsistency : public ::testing::Test {
       if (std::any_of(records.begin(), records.end(), [&](const ProbeRecord& r) { return has(r, "--after-crash"); })) {
         break;
       }
-      ASSERT_LT(P().MonotonicNs(), deadline) << "the application was not started";
-      P().SleepMs(1);
+      ASSERT_LT(platform::Service<platform::Clock>().MonotonicNs(), deadline) << "the application was not started";
+      platform::Service<platform::Clock>().SleepMs(1);
     }
     const std::string R = box_->RootText();
     for (const ProbeRecord& r : records) {

@@ -128,10 +128,11 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
 }
 
 Sandbox::Sandbox(const std::string& name, const fs::path& root) {
+  auto& env = platform::Service<platform::Environment>();
   // The tests of one process share a scratch directory named by its id.
   const char* scratch = std::getenv("ORVANE_E2E_TMP");
   base_ = (scratch != nullptr && *scratch != '\0' ? fs::u8path(scratch) : fs::temp_directory_path()) /
-          ("orvane-e2e-" + std::to_string(P().ProcessId())) / name;
+          ("orvane-e2e-" + std::to_string(env.ProcessId())) / name;
   root_ = root.empty() ? base_ / "root" : root;
   local_ = base_ / "local";
   record_ = base_ / "probe-records.jsonl";
@@ -145,21 +146,22 @@ Sandbox::Sandbox(const std::string& name, const fs::path& root) {
                                   {u"ORVANE_OBJECT_NAMESPACE", base_ / "objects"},
                                   {u"ORVANE_PROBE_RECORD", record_}}) {
     const std::u16string value = Native16(dir);
-    P().SetEnv(name, &value);
+    env.SetEnv(name, &value);
   }
   // No graphical session: a message box is a line on standard error and
   // never waits for a person.
-  for (const char16_t* name : {u"ORVANE_PROBE_STAY_MS", u"DISPLAY", u"WAYLAND_DISPLAY"}) P().SetEnv(name, nullptr);
+  for (const char16_t* name : {u"ORVANE_PROBE_STAY_MS", u"DISPLAY", u"WAYLAND_DISPLAY"}) env.SetEnv(name, nullptr);
 }
 
 Sandbox::~Sandbox() {
+  auto& processes = platform::Service<platform::Processes>();
   for (const platform::ProcessInfo& child : started_) {
     uint32_t code = 0;
-    if (P().ExitCodeOf(child.process, &code) && code == 259 /* STILL_ACTIVE */) {
-      P().Terminate(child.process, 1);
-      P().WaitOne(child.process, 5000);
+    if (processes.ExitCodeOf(child.process, &code) && code == 259 /* STILL_ACTIVE */) {
+      processes.Terminate(child.process, 1);
+      processes.WaitOne(child.process, 5000);
     }
-    P().CloseObject(child.process);
+    processes.CloseObject(child.process);
   }
   if (const char* keep = std::getenv("ORVANE_E2E_KEEP"); keep != nullptr && *keep != '\0') return;
   // Files of a process that has only just ended may stay locked for a moment
@@ -204,37 +206,39 @@ bool Sandbox::Start(const fs::path& program, const std::string& argumentText, pl
 }
 
 bool Sandbox::StartLine(std::u16string commandLine, const std::string& argumentText, platform::ProcessInfo* child) {
+  auto& processes = platform::Service<platform::Processes>();
   if (!argumentText.empty()) commandLine += u" " + U16(argumentText);
-  if (!P().StartProcess(commandLine, u"", child)) {
+  if (!processes.StartProcess(commandLine, u"", child)) {
     // A start the system refuses is the harness's problem, not the program's:
     // say why on standard error, and try once more.
-    const uint32_t error = P().LastError();
+    const uint32_t error = platform::LastError();
     std::fprintf(stderr, "start refused with error %u, trying once more: %s\n", static_cast<unsigned>(error),
                  platform::Utf16ToUtf8(commandLine).c_str());
-    if (!P().StartProcess(commandLine, u"", child)) {
-      std::fprintf(stderr, "start refused again with error %u\n", static_cast<unsigned>(P().LastError()));
+    if (!processes.StartProcess(commandLine, u"", child)) {
+      std::fprintf(stderr, "start refused again with error %u\n", static_cast<unsigned>(platform::LastError()));
       return false;
     }
   }
-  if (child->thread != nullptr) P().CloseObject(child->thread);
+  if (child->thread != nullptr) processes.CloseObject(child->thread);
   child->thread = nullptr;
   started_.push_back(*child);
   return true;
 }
 
 RunResult Sandbox::Wait(const platform::ProcessInfo& child, uint32_t timeoutMs) {
+  auto& processes = platform::Service<platform::Processes>();
   RunResult result;
   result.pid = child.pid;
-  const uint32_t waited = P().WaitOne(child.process, timeoutMs);
+  const uint32_t waited = processes.WaitOne(child.process, timeoutMs);
   if (waited != platform::kWaitObject0) {
-    result.why = "wait answered " + std::to_string(waited) + " (error " + std::to_string(P().LastError()) +
+    result.why = "wait answered " + std::to_string(waited) + " (error " + std::to_string(platform::LastError()) +
                  ") after at most " + std::to_string(timeoutMs) + " ms; killed";
-    P().Terminate(child.process, 0xDEAD);
-    P().WaitOne(child.process, 5000);
+    processes.Terminate(child.process, 0xDEAD);
+    processes.WaitOne(child.process, 5000);
     return result;
   }
-  result.finished = P().ExitCodeOf(child.process, &result.exitCode);
-  if (!result.finished) result.why = "exit code unreadable, error " + std::to_string(P().LastError());
+  result.finished = processes.ExitCodeOf(child.process, &result.exitCode);
+  if (!result.finished) result.why = "exit code unreadable, error " + std::to_string(platform::LastError());
   return result;
 }
 

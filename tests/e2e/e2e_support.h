@@ -11,13 +11,16 @@
 
 #include "base/product_config.h"
 #include "gtest/gtest.h"
-#include "platform/platform.h"
+#include "platform/clock.h"
+#include "platform/environment.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
+#include "platform/processes.h"
+#include "platform/registry.h"
 
 namespace e2e {
 
 namespace fs = std::filesystem;
-
-inline platform::Platform& P() { return platform::Get(); }
 
 // The built programs, from ORVANE_LAUNCHER, ORVANE_PROBE and
 // ORVANE_VARIANTS_DIR (a variant by its target name, "launcher_broken_config").
@@ -51,8 +54,9 @@ void WriteFile(const fs::path& path, const std::string& bytes);
 // Polls `done` every 10 ms for up to `timeoutMs`.
 template <typename Done>
 bool PollFor(uint32_t timeoutMs, Done done) {
-  for (const uint64_t end = P().MonotonicNs() + uint64_t{timeoutMs} * 1000000; !done(); P().SleepMs(10)) {
-    if (P().MonotonicNs() >= end) return false;
+  for (const uint64_t end = platform::Service<platform::Clock>().MonotonicNs() + uint64_t{timeoutMs} * 1000000; !done();
+       platform::Service<platform::Clock>().SleepMs(10)) {
+    if (platform::Service<platform::Clock>().MonotonicNs() >= end) return false;
   }
   return true;
 }

@@ -24,11 +24,12 @@ bool Lists(const std::vector<CFoundProcess>& found, uint32_t pid) {
 // Starts the probe at `exe`, staying until the sandbox ends it, and waits
 // until it has recorded itself: from then on it is running.
 platform::ProcessInfo StartStaying(Sandbox& box, const fs::path& exe) {
+  auto& env = platform::Service<platform::Environment>();
   const std::u16string stay = u"60000";
-  P().SetEnv(u"ORVANE_PROBE_STAY_MS", &stay);
+  env.SetEnv(u"ORVANE_PROBE_STAY_MS", &stay);
   platform::ProcessInfo child;
   const bool started = box.Start(exe, "", &child);
-  P().SetEnv(u"ORVANE_PROBE_STAY_MS", nullptr);
+  env.SetEnv(u"ORVANE_PROBE_STAY_MS", nullptr);
   EXPECT_TRUE(started);
   if (started) box.WaitForRecords(1);
   return child;
@@ -74,9 +75,9 @@ TEST(Finders, ProbeIsFoundOnlyFromAnInstallRootWithItsIni) {
 
     // This process is never a hit, even for the prefix of its own directory.
     found.clear();
-    const std::u16string self = P().ModuleFilePath();
+    const std::u16string self = platform::Service<platform::Environment>().ModuleFilePath();
     CDirectoryProcessFinder().Find(&found, self.substr(0, self.rfind(u'\\') + 1));
-    EXPECT_FALSE(Lists(found, P().ProcessId()));
+    EXPECT_FALSE(Lists(found, platform::Service<platform::Environment>().ProcessId()));
   }
 }
 
@@ -97,12 +98,13 @@ TEST(Finders, InstallLocationFromTheRegistry) {
   box.InstallLauncher();
   CProductConfig config;
   config.exe_file_name = u"Orvane.exe";
-  config.product_info_key = u"OrvaneFindersTest" + U16(std::to_string(P().ProcessId()));
+  config.product_info_key =
+      u"OrvaneFindersTest" + U16(std::to_string(platform::Service<platform::Environment>().ProcessId()));
   const std::u16string key = u"Software\\" + config.product_info_key;
   const std::u16string root = U16(box.RootText());
 
-  const int32_t userWrite = P().ShSetValue(platform::Hive::kCurrentUser, key, u"InstallDir", platform::kRegSz,
-                                           Utf16Value(root.substr(0, root.size() - 1)));
+  const int32_t userWrite = platform::Service<platform::Registry>().ShSetValue(
+      platform::Hive::kCurrentUser, key, u"InstallDir", platform::kRegSz, Utf16Value(root.substr(0, root.size() - 1)));
 #ifdef _WIN32
   // What a value means (verified or not, the default directory) is
   // InstallLocationTest's; here the value goes through the real registry.
@@ -111,16 +113,16 @@ TEST(Finders, InstallLocationFromTheRegistry) {
   EXPECT_EQ(GetInstalledDir(config, 1, false), root);
   EXPECT_EQ(GetInstalledDir(config, 2, false), u"");
 
-  if (P().ShSetValue(platform::Hive::kLocalMachine, key, u"InstallDir", platform::kRegSz, Utf16Value(u"C:\\x")) ==
-      0) {
+  if (platform::Service<platform::Registry>().ShSetValue(platform::Hive::kLocalMachine, key, u"InstallDir",
+                                                         platform::kRegSz, Utf16Value(u"C:\\x")) == 0) {
     EXPECT_EQ(GetInstalledScope(config), 2);
     EXPECT_EQ(GetInstalledDir(config, 2, false), u"C:\\x\\");
     EXPECT_EQ(GetInstalledDir(config, 2, true), u"");
-    P().ShDeleteValue(platform::Hive::kLocalMachine, key, u"InstallDir");
+    platform::Service<platform::Registry>().ShDeleteValue(platform::Hive::kLocalMachine, key, u"InstallDir");
   } else {
     std::printf("the machine's hive is not writable here; its scope is left untested\n");
   }
-  P().ShDeleteValue(platform::Hive::kCurrentUser, key, u"InstallDir");
+  platform::Service<platform::Registry>().ShDeleteValue(platform::Hive::kCurrentUser, key, u"InstallDir");
   EXPECT_EQ(GetInstalledScope(config), 0);
 #else
   EXPECT_EQ(userWrite, 120);

@@ -13,7 +13,7 @@ namespace {
 
 const char kDelayed[] = "--launch_from=auto-launch --auto_launch_delay_seconds=";
 
-int64_t NowMsMonotonic() { return static_cast<int64_t>(P().MonotonicNs() / 1000000); }
+int64_t NowMsMonotonic() { return static_cast<int64_t>(platform::Service<platform::Clock>().MonotonicNs() / 1000000); }
 
 TEST(Gate, SecondLauncherCutsTheDelayShortAndEnds) {
   Sandbox box("GateCutShort");
@@ -24,9 +24,9 @@ TEST(Gate, SecondLauncherCutsTheDelayShortAndEnds) {
   ASSERT_TRUE(box.Start(launcher, std::string(kDelayed) + "30 --keep=1", &first));
   // The wake-up semaphore exists only while a launcher waits on it.
   ASSERT_TRUE(PollFor(10000, [] {
-    platform::Handle h =
-        P().OpenSemaphoreByName(2 /* SEMAPHORE_MODIFY_STATE */, u"{D2803213-8F84-47FD-8B7A-5E01ECF1CE7F}");
-    if (h != nullptr) P().CloseObject(h);
+    platform::Handle h = platform::Service<platform::Processes>().OpenSemaphoreByName(
+        2 /* SEMAPHORE_MODIFY_STATE */, u"{D2803213-8F84-47FD-8B7A-5E01ECF1CE7F}");
+    if (h != nullptr) platform::Service<platform::Processes>().CloseObject(h);
     return h != nullptr;
   })) << "the first launcher never waited";
 
@@ -61,9 +61,10 @@ TEST(Gate, HeldUpdateMutexStopsEveryInvocation) {
   Sandbox box("GateUpdating");
   const fs::path launcher = box.InstallWithApp();
 
-  platform::Handle updating = P().NewMutex(u"Global\\75D6C22E-157E-48E7-A43A-F614F589B522", true);
+  platform::Handle updating =
+      platform::Service<platform::Processes>().NewMutex(u"Global\\75D6C22E-157E-48E7-A43A-F614F589B522", true);
   ASSERT_NE(updating, nullptr);
-  ASSERT_EQ(P().LastError(), 0u) << "the update mutex is held elsewhere";
+  ASSERT_EQ(platform::LastError(), 0u) << "the update mutex is held elsewhere";
   const struct {
     std::string arguments;
     const char* boxText;
@@ -87,7 +88,7 @@ TEST(Gate, HeldUpdateMutexStopsEveryInvocation) {
   EXPECT_TRUE(FindMessage(LogView(box.LogPath()), "CmdLine size is 0").empty());
 
   // The updater is done: the next start goes through.
-  P().CloseObject(updating);
+  platform::Service<platform::Processes>().CloseObject(updating);
   EXPECT_TRUE(EndedWith(box.Run(launcher, ""), 0));
   EXPECT_EQ(box.WaitForRecords(1).size(), 1u);
 }

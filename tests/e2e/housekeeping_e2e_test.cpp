@@ -33,13 +33,13 @@ class TaskResultTest : public ::testing::Test {
   // Starts the probe with the behaviour; the environment is restored after.
   platform::ProcessInfo Start(const Part& part) {
     const std::u16string event = kSuccessEvent, hold = Native16(release_);
-    P().SetEnv(u"ORVANE_PROBE_SIGNAL", part.signal ? &event : nullptr);
-    P().SetEnv(u"ORVANE_PROBE_HOLD", part.hold ? &hold : nullptr);
-    P().SetEnv(u"ORVANE_PROBE_EXIT", &part.exit);
+    platform::Service<platform::Environment>().SetEnv(u"ORVANE_PROBE_SIGNAL", part.signal ? &event : nullptr);
+    platform::Service<platform::Environment>().SetEnv(u"ORVANE_PROBE_HOLD", part.hold ? &hold : nullptr);
+    platform::Service<platform::Environment>().SetEnv(u"ORVANE_PROBE_EXIT", &part.exit);
     platform::ProcessInfo child;
     EXPECT_TRUE(box_.Start(ProbeProgram(), "", &child));
     for (const char16_t* name : {u"ORVANE_PROBE_SIGNAL", u"ORVANE_PROBE_HOLD", u"ORVANE_PROBE_EXIT"}) {
-      P().SetEnv(name, nullptr);
+      platform::Service<platform::Environment>().SetEnv(name, nullptr);
     }
     return child;
   }
@@ -73,16 +73,18 @@ TEST_F(TaskResultTest, EveryOrderOfEventAndEnd) {
 // The process has ended and all its handles are closed by the time of the
 // wait, so only the event is left to wait for.
 TEST_F(TaskResultTest, AGoneLauncherLeavesOnlyTheEvent) {
+  auto& env = platform::Service<platform::Environment>();
+  auto& processes = platform::Service<platform::Processes>();
   platform::ProcessInfo child;
   const std::u16string event = kSuccessEvent, code = u"1";
-  P().SetEnv(u"ORVANE_PROBE_SIGNAL", &event);
-  P().SetEnv(u"ORVANE_PROBE_EXIT", &code);
-  ASSERT_TRUE(P().StartProcess(u"\"" + platform::Utf8ToUtf16(WinForm(ProbeProgram())) + u"\"", u"", &child));
-  P().SetEnv(u"ORVANE_PROBE_SIGNAL", nullptr);
-  P().SetEnv(u"ORVANE_PROBE_EXIT", nullptr);
-  ASSERT_EQ(P().WaitOne(child.process, 15000), platform::kWaitObject0);
-  P().CloseObject(child.process);
-  P().CloseObject(child.thread);
+  env.SetEnv(u"ORVANE_PROBE_SIGNAL", &event);
+  env.SetEnv(u"ORVANE_PROBE_EXIT", &code);
+  ASSERT_TRUE(processes.StartProcess(u"\"" + platform::Utf8ToUtf16(WinForm(ProbeProgram())) + u"\"", u"", &child));
+  env.SetEnv(u"ORVANE_PROBE_SIGNAL", nullptr);
+  env.SetEnv(u"ORVANE_PROBE_EXIT", nullptr);
+  ASSERT_EQ(processes.WaitOne(child.process, 15000), platform::kWaitObject0);
+  processes.CloseObject(child.process);
+  processes.CloseObject(child.thread);
 #ifdef _WIN32
   // Wine keeps an ended process open to OpenProcess, exit code and all, after
   // its last handle is closed (docs/WINE.md): an identifier no process has
@@ -100,7 +102,7 @@ TEST_F(TaskResultTest, AGoneLauncherLeavesOnlyTheEvent) {
   ASSERT_NE(held, nullptr);
   ASSERT_TRUE(events.SignalEvent(held));
   EXPECT_TRUE(WaitForTaskResult(kSuccessEvent, child.pid));
-  P().CloseObject(held);
+  processes.CloseObject(held);
 }
 
 // The launcher as the scheduled task runs it, watched as RunUpdateTask
@@ -155,13 +157,13 @@ TEST(TaskHousekeeping, MeetsWinesScheduler) {
   EXPECT_EQ(RunUpdateTask(u"Orvane", u"--run-type=run_update"), static_cast<int32_t>(0x80004005u));
   EXPECT_EQ(DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", location.path), 0);
   EXPECT_FALSE(RemoveTaskLauncherCopy(config));
-  EXPECT_TRUE(P().PathExists(location.path));
+  EXPECT_TRUE(platform::Service<platform::Files>().PathExists(location.path));
   EXPECT_EQ(DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u""), 0);  // the path Wine gives back
   EXPECT_EQ(DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u""), static_cast<int32_t>(0x80070002u));
   EXPECT_EQ(RunUpdateTask(u"Orvane", u"x"), static_cast<int32_t>(0x80070002u));
   EXPECT_TRUE(RemoveTaskLauncherCopy(config));
-  EXPECT_FALSE(P().PathExists(location.path));
-  EXPECT_FALSE(P().PathExists(location.levels.front()));
+  EXPECT_FALSE(platform::Service<platform::Files>().PathExists(location.path));
+  EXPECT_FALSE(platform::Service<platform::Files>().PathExists(location.levels.front()));
 }
 #endif
 

@@ -75,7 +75,8 @@ TEST(LogEncryption, RefusedRawRsaTakesTheFailureRoadOnce) {
   bool sawSizeQueryFailure = false, sawEncryptFailure = false;
   for (size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE(testing::Message() << "row " << i << ": " << rows[i].arguments);
-    const fs::path shortRoot = fs::path("C:\\oe") / std::to_string(platform::Get().ProcessId());
+    const fs::path shortRoot =
+        fs::path("C:\\oe") / std::to_string(platform::Service<platform::Environment>().ProcessId());
     Sandbox box("LogWineFailure-" + std::to_string(i) + "-with-a-long-enough-install-root",
                 rows[i].shortRoot ? shortRoot : fs::path());
     const std::vector<ExpectedLine> lines = StartOnce(box, rows[i].arguments);

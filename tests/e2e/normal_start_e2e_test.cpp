@@ -21,18 +21,19 @@ uint64_t StartTimeOf(const std::string& arg) {
 }
 
 TEST(NormalStart, StartsTheVersionUnderTheConfiguredNamesAndRecordsIt) {
+  auto& clock = platform::Service<platform::Clock>();
   Sandbox box("NormalStart");
   const fs::path launcher = box.InstallLauncher();
   box.AddVersion("1.78.4");
   const std::string R = box.RootText();
 
-  const uint64_t before = P().NowMs();
+  const uint64_t before = clock.NowMs();
 #ifdef _WIN32
   const RunResult run = box.Run(launcher, "--zeta=1 -alpha /Beta=x");
 #else
   const RunResult run = box.Run(launcher, "--zeta=1 -alpha --Beta=x");  // '/' begins a path on Linux
 #endif
-  const uint64_t after = P().NowMs();
+  const uint64_t after = clock.NowMs();
   EXPECT_TRUE(EndedWith(run, 0));
 
   const std::vector<ProbeRecord> records = box.WaitForRecords(1);
@@ -98,6 +99,7 @@ TEST(NormalStart, StartsTheVersionUnderTheConfiguredNamesAndRecordsIt) {
 // directory). The paths are in Windows form here; the Linux table below
 // drops them in POSIX form.
 TEST(NormalStart, ReportsDroppedPathsByKind) {
+  auto& clock = platform::Service<platform::Clock>();
   Sandbox box("DroppedFiles");
   const fs::path launcher = box.InstallWithApp();
   fs::create_directories(box.base() / "drop dir.lnk");
@@ -107,9 +109,9 @@ TEST(NormalStart, ReportsDroppedPathsByKind) {
   for (const char* name : {"drop dir.lnk", "Shortcut.LNK", "notes.txt"}) {
     dropped.insert(dropped.end() - 1, platform::Utf8ToUtf16(WinForm(box.base() / name)));
   }
-  const double before = static_cast<double>(P().NowMs()) / 1000.0;
+  const double before = static_cast<double>(clock.NowMs()) / 1000.0;
   const RunResult run = box.Run(launcher, platform::Utf16ToUtf8(platform::JoinArguments(dropped)));
-  const double after = static_cast<double>(P().NowMs()) / 1000.0;
+  const double after = static_cast<double>(clock.NowMs()) / 1000.0;
   EXPECT_TRUE(EndedWith(run, 0));
   ASSERT_EQ(box.WaitForRecords(1).size(), 1u);
 

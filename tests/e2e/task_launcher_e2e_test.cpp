@@ -23,6 +23,7 @@ namespace {
 std::string Narrow(const std::u16string& text) { return platform::Utf16ToUtf8(text); }
 
 TEST(TaskLauncherCopy, WineMakesRunsAndRemovesTheCopy) {
+  auto& env = platform::Service<platform::Environment>();
   const CProductConfig config = ShippedNames();
   ClearLeftoverTask();
   TaskLauncherLocation location;
@@ -35,7 +36,7 @@ TEST(TaskLauncherCopy, WineMakesRunsAndRemovesTheCopy) {
   // comes back, so the check refuses it.
   for (const std::u16string& level : location.levels) ASSERT_TRUE(files.CreateProtectedDirectory(level));
   EXPECT_FALSE(files.CreateProtectedDirectory(location.levels.back()));
-  EXPECT_EQ(P().LastError(), 183u);
+  EXPECT_EQ(platform::LastError(), 183u);
   platform::FileSecurity made;
   ASSERT_TRUE(files.ReadSecurity(location.levels.back(), &made));
   EXPECT_EQ(Narrow(made.owner), "S-1-5-21-0-0-0-1000");
@@ -53,7 +54,7 @@ TEST(TaskLauncherCopy, WineMakesRunsAndRemovesTheCopy) {
   const std::u16string temp = location.path + u".new-e2e";
   ASSERT_TRUE(files.CopyFileTo(Native16(LauncherProgram()), temp));
   ASSERT_TRUE(files.ReplaceFile(temp, location.path));
-  EXPECT_FALSE(P().PathExists(temp));
+  EXPECT_FALSE(platform::Service<platform::Files>().PathExists(temp));
   std::u16string built, copied;
   ASSERT_TRUE(ReadProductVersion(Native16(LauncherProgram()), &built));
   ASSERT_TRUE(ReadProductVersion(location.path, &copied));
@@ -65,24 +66,24 @@ TEST(TaskLauncherCopy, WineMakesRunsAndRemovesTheCopy) {
   const fs::path child = box.InstallBrokerPair(LauncherProgram(), ProbeProgram());
   const fs::path release = box.base() / "release";
   const std::u16string hold = Native16(release);
-  P().SetEnv(u"ORVANE_PROBE_HOLD", &hold);
+  env.SetEnv(u"ORVANE_PROBE_HOLD", &hold);
   platform::ProcessInfo broker;
   const bool started = box.Start(fs::path(location.path), BrokerSwitches(child) + " --wait-time-ms=-1", &broker);
-  P().SetEnv(u"ORVANE_PROBE_HOLD", nullptr);
+  env.SetEnv(u"ORVANE_PROBE_HOLD", nullptr);
   ASSERT_TRUE(started);
   EXPECT_EQ(box.WaitForRecords(1).size(), 1u);
   ASSERT_TRUE(files.CopyFileTo(Native16(LauncherProgram()), temp));
   EXPECT_FALSE(files.ReplaceFile(temp, location.path));
-  EXPECT_EQ(P().LastError(), 5u) << "a running program cannot be replaced";
-  EXPECT_TRUE(P().DeleteOneFile(temp));
+  EXPECT_EQ(platform::LastError(), 5u) << "a running program cannot be replaced";
+  EXPECT_TRUE(platform::Service<platform::Files>().DeleteOneFile(temp));
   WriteFile(release, "");
   EXPECT_TRUE(EndedWith(box.Wait(broker), 1));
 
   // No task names it: removed, and the directories made for it with it.
   EXPECT_TRUE(RemoveTaskLauncherCopy(config));
-  EXPECT_FALSE(P().PathExists(location.path));
-  EXPECT_FALSE(P().PathExists(location.levels.front()));
-  EXPECT_TRUE(P().PathIsDir(location.base));
+  EXPECT_FALSE(platform::Service<platform::Files>().PathExists(location.path));
+  EXPECT_FALSE(platform::Service<platform::Files>().PathExists(location.levels.front()));
+  EXPECT_TRUE(platform::Service<platform::Files>().PathIsDir(location.base));
 }
 
 }  // namespace

@@ -10,7 +10,8 @@
 #include <vector>
 
 #include "platform/argv_rules.h"
-#include "platform/platform.h"
+#include "platform/error_codes.h"
+#include "platform/processes.h"
 #include "platform/unicode.h"
 
 #ifdef _WIN32
@@ -24,7 +25,7 @@ int StartAndLeave(const std::vector<std::u16string>& args) {
     std::fputs("usage: bare-start <executable> [arguments...]\n", stderr);
     return 2;
   }
-  platform::Platform& p = platform::Get();
+  auto& processes = platform::Service<platform::Processes>();
   // The program name is quoted as CreateProcessW expects it (no escapes in
   // the first token); the rest by the argument rules.
   std::u16string commandLine = u"\"" + args[0] + u"\"";
@@ -32,12 +33,12 @@ int StartAndLeave(const std::vector<std::u16string>& args) {
   if (!rest.empty()) commandLine += u" " + platform::JoinArguments(rest);
 
   platform::ProcessInfo info;
-  if (!p.StartProcess(commandLine, u"", &info)) {
-    std::fprintf(stderr, "bare-start: start failed, error=%u\n", p.LastError());
+  if (!processes.StartProcess(commandLine, u"", &info)) {
+    std::fprintf(stderr, "bare-start: start failed, error=%u\n", platform::LastError());
     return 1;
   }
-  p.CloseObject(info.process);
-  p.CloseObject(info.thread);
+  processes.CloseObject(info.process);
+  processes.CloseObject(info.thread);
   return 0;
 }
 

@@ -20,8 +20,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/clock.h"
+#include "platform/environment.h"
+#include "platform/files.h"
 #include "platform/named_events.h"
-#include "platform/platform.h"
+#include "platform/processes.h"
 #include "platform/unicode.h"
 
 #ifdef _WIN32
@@ -55,54 +58,57 @@ std::string JsonString(const std::string& utf8) {
 std::string Utf8(const std::u16string& text) { return platform::Utf16ToUtf8(text); }
 
 int RunProbe(uint64_t startNs, const std::vector<std::u16string>& args, const std::u16string& rawCommandLine) {
-  platform::Platform& p = platform::Get();
+  auto& env = platform::Service<platform::Environment>();
+  auto& files = platform::Service<platform::Files>();
+  auto& clock = platform::Service<platform::Clock>();
+  auto& processes = platform::Service<platform::Processes>();
 
   std::u16string recordPath;
-  if (p.GetEnv(u"ORVANE_PROBE_RECORD", &recordPath) && !recordPath.empty()) {
+  if (env.GetEnv(u"ORVANE_PROBE_RECORD", &recordPath) && !recordPath.empty()) {
     std::string line = "{\"argv\":[";
     for (size_t i = 0; i < args.size(); ++i) {
       if (i != 0) line += ',';
       line += JsonString(Utf8(args[i]));
     }
     line += "],\"cmdline\":" + JsonString(Utf8(rawCommandLine));
-    line += ",\"cwd\":" + JsonString(Utf8(p.CurrentDirectory()));
-    line += ",\"exe\":" + JsonString(Utf8(p.ModuleFilePath()));
-    line += ",\"pid\":" + std::to_string(p.ProcessId());
+    line += ",\"cwd\":" + JsonString(Utf8(env.CurrentDirectory()));
+    line += ",\"exe\":" + JsonString(Utf8(env.ModuleFilePath()));
+    line += ",\"pid\":" + std::to_string(env.ProcessId());
     line += ",\"start_ns\":" + std::to_string(startNs) + "}\n";
     // One write of an append-mode stream keeps the line whole when several
     // probes record into the same file.
-    if (std::FILE* f = p.OpenStream(recordPath, "ab")) {
+    if (std::FILE* f = files.OpenStream(recordPath, "ab")) {
       std::fwrite(line.data(), 1, line.size(), f);
       std::fclose(f);
     }
   }
 
   std::u16string stay;
-  if (p.GetEnv(u"ORVANE_PROBE_STAY_MS", &stay) && !stay.empty()) {
+  if (env.GetEnv(u"ORVANE_PROBE_STAY_MS", &stay) && !stay.empty()) {
     const long ms = std::strtol(Utf8(stay).c_str(), nullptr, 10);
-    if (ms > 0) p.SleepMs(static_cast<uint32_t>(ms));
+    if (ms > 0) clock.SleepMs(static_cast<uint32_t>(ms));
   }
 
   std::u16string text;
   platform::Handle event = nullptr;
-  if (p.GetEnv(u"ORVANE_PROBE_SIGNAL", &text) && !text.empty()) {
+  if (env.GetEnv(u"ORVANE_PROBE_SIGNAL", &text) && !text.empty()) {
     auto& events = platform::Service<platform::NamedEvents>();
     event = events.CreateNamedEvent(text, false, false);
     if (event == nullptr || !events.SignalEvent(event)) return 90;
   }
-  if (p.GetEnv(u"ORVANE_PROBE_HOLD", &text) && !text.empty()) {
+  if (env.GetEnv(u"ORVANE_PROBE_HOLD", &text) && !text.empty()) {
     // The event stays open (and set, until a waiter takes it) while held.
-    while (!p.PathExists(text)) p.SleepMs(5);
+    while (!files.PathExists(text)) clock.SleepMs(5);
   }
-  if (event != nullptr) p.CloseObject(event);
-  return p.GetEnv(u"ORVANE_PROBE_EXIT", &text) && !text.empty() ? std::atoi(Utf8(text).c_str()) : 0;
+  if (event != nullptr) processes.CloseObject(event);
+  return env.GetEnv(u"ORVANE_PROBE_EXIT", &text) && !text.empty() ? std::atoi(Utf8(text).c_str()) : 0;
 }
 
 }  // namespace
 
 #ifdef _WIN32
 int wmain(int argc, wchar_t** argv) {
-  const uint64_t startNs = platform::Get().MonotonicNs();
+  const uint64_t startNs = platform::Service<platform::Clock>().MonotonicNs();
   std::vector<std::u16string> args;
   for (int i = 1; i < argc; ++i) args.emplace_back(reinterpret_cast<const char16_t*>(argv[i]));
   const std::u16string raw(reinterpret_cast<const char16_t*>(GetCommandLineW()));
@@ -110,7 +116,7 @@ int wmain(int argc, wchar_t** argv) {
 }
 #else
 int main(int argc, char** argv) {
-  const uint64_t startNs = platform::Get().MonotonicNs();
+  const uint64_t startNs = platform::Service<platform::Clock>().MonotonicNs();
   std::vector<std::u16string> args;
   for (int i = 1; i < argc; ++i) args.push_back(platform::Utf8ToUtf16(argv[i]));
   return RunProbe(startNs, args, u"");

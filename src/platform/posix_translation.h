@@ -1,7 +1,7 @@
-// The Linux backend of the platform seam. Internal to src/platform: the core
-// reaches it only through platform::Get() / platform::Native().
+// What the Linux backends share: the translation between the core's Windows
+// terms and Linux ones. Internal to src/platform.
 //
-// The core speaks Windows paths and Windows error codes; this backend turns
+// The core speaks Windows paths and Windows error codes; the backends turn
 // '\' into '/' on the way out and '/' into '\' on the way in, matches names
 // without regard to ASCII case as Windows does, and maps errno values to the
 // Windows codes the corresponding Windows call would have reported.
@@ -13,14 +13,9 @@
 #include <string>
 
 #include "platform/ascii.h"
-#include "platform/platform.h"
+#include "platform/types.h"
 
 namespace platform {
-
-class PosixPlatform final : public Platform {
- public:
-  ORVANE_PLATFORM_OVERRIDES
-};
 
 // Helpers shared by the backend's source files.
 namespace posix {

@@ -1,7 +1,5 @@
-// The Linux backend's instance, its last error and the path translation that
-// every file-system operation goes through.
-#include "platform/posix_platform.h"
-
+// The Linux backend's thread last error, its errno mapping and the path
+// translation that every file-system operation goes through.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,18 +7,10 @@
 #include <cerrno>
 
 #include "platform/posix_case_index.h"
+#include "platform/posix_translation.h"
 #include "platform/unicode.h"
 
 namespace platform {
-
-Platform& Native() {
-  static PosixPlatform instance;
-  return instance;
-}
-
-uint32_t PosixPlatform::LastError() { return posix::ThreadLastError(); }
-
-void PosixPlatform::SetLastErrorCode(uint32_t code) { posix::SetError(code); }
 
 namespace posix {
 
@@ -134,7 +124,7 @@ std::string ResolveExisting(const std::string& path, bool* exists) {
     resolvedParent = ResolveExisting(parent, &parentExists);
     if (!parentExists) return resolvedParent + "/" + name;
   }
-  const std::string joined = resolvedParent.empty() ? name
+  const std::string joined = resolvedParent.empty()  ? name
                              : resolvedParent == "/" ? "/" + name
                                                      : resolvedParent + "/" + name;
   if (resolvedParent != parent && ::lstat(joined.c_str(), &st) == 0) {
