@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/clock.h"
-#include "platform/environment.h"
 #include "platform/error_codes.h"
-#include "platform/processes.h"
-#include "platform/unicode.h"
+#include "platform/processes/processes.h"
+#include "platform/system/clock.h"
+#include "platform/system/environment.h"
+#include "platform/text/unicode.h"
 
 // The built programs; the build defines these, a run may name others.
 #ifndef ORVANE_BENCH_LAUNCHER

@@ -14,7 +14,7 @@ blob_array(config_blob "${CONFIG}")
 blob_array(locale_blob "${LOCALE}")
 file(WRITE "${OUT}.tmp"
 "// Generated: the executable's built-in resources.\n"
-"#include \"platform/builtin_resources.h\"\n\n"
+"#include \"platform/system/builtin_resources.h\"\n\n"
 "namespace {\n${config_blob}${locale_blob}"
 "const platform::BuiltinResource kTable[] = {\n"
 "  {104, u\"BIN\", config_blob, ${config_blob_size}},\n"

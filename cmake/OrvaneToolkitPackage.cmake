@@ -37,7 +37,7 @@ set(ORVANE_TOOLKIT_PUBLIC_HEADERS
   base/product_config.h
   layout/shortcuts.h
   layout/task_launcher_path.h
-  platform/file_handles.h
+  platform/files/file_handles.h
   platform/types.h
 )
 

@@ -6,7 +6,7 @@
 
 #include "app/command_line.h"
 #include "fuzz_support.h"
-#include "platform/argv_rules.h"
+#include "platform/processes/argv_rules.h"
 
 namespace {
 

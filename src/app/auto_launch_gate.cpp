@@ -9,10 +9,10 @@
 #include "base/format.h"
 #include "base/log.h"
 #include "base/text.h"
-#include "platform/environment.h"
 #include "platform/error_codes.h"
-#include "platform/processes.h"
-#include "platform/user_interface.h"
+#include "platform/processes/processes.h"
+#include "platform/system/environment.h"
+#include "platform/system/user_interface.h"
 
 namespace {
 

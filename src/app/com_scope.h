@@ -2,7 +2,7 @@
 // object; the result of CoInitialize is ignored and CoUninitialize always runs.
 #pragma once
 
-#include "platform/system_info.h"
+#include "platform/system/system_info.h"
 
 class CComScope {
  public:

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "gtest/gtest.h"
-#include "platform/argv_rules.h"
+#include "platform/processes/argv_rules.h"
 
 namespace {
 

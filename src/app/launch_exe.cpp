@@ -11,12 +11,12 @@
 #include "layout/old_versions.h"
 #include "layout/paths.h"
 #include "layout/version_dirs.h"
-#include "platform/environment.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
-#include "platform/processes.h"
-#include "platform/system_info.h"
-#include "platform/user_interface.h"
+#include "platform/files/files.h"
+#include "platform/processes/processes.h"
+#include "platform/system/environment.h"
+#include "platform/system/system_info.h"
+#include "platform/system/user_interface.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include "base/log.h"
 #include "base/text.h"
 #include "layout/paths.h"
-#include "platform/environment.h"
-#include "platform/files.h"
-#include "platform/system_info.h"
+#include "platform/files/files.h"
+#include "platform/system/environment.h"
+#include "platform/system/system_info.h"
 
 namespace {
 

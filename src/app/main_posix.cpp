@@ -8,8 +8,8 @@
 
 #include "app/com_scope.h"
 #include "app/launcher_app.h"
-#include "platform/argv_rules.h"
-#include "platform/unicode.h"
+#include "platform/processes/argv_rules.h"
+#include "platform/text/unicode.h"
 
 int main(int argc, char** argv) {
   std::vector<std::u16string> arguments;

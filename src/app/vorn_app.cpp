@@ -11,7 +11,7 @@
 #include "cJSON.h"
 #include "layout/paths.h"
 #include "platform/error_codes.h"
-#include "platform/system_info.h"
+#include "platform/system/system_info.h"
 #include "toolkit/event_reporter.h"
 
 CVornApp* CVornApp::s_instance = nullptr;

@@ -6,7 +6,7 @@
 #include "cJSON.h"
 #include "layout/file_io.h"
 #include "layout/paths.h"
-#include "platform/clock.h"
+#include "platform/system/clock.h"
 
 void ReportEvent(const std::u16string& dataDir, const std::string& eventName, const std::string& failReason,
                  const std::string& extra1Key, const std::string& extra1Val, const std::string& extra2Key,

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/unicode.h"
+#include "platform/text/unicode.h"
 
 namespace {
 

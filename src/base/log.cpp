@@ -9,9 +9,9 @@
 #include "base/log_encoder.h"
 #include "base/text.h"
 #include "layout/paths.h"
-#include "platform/clock.h"
-#include "platform/environment.h"
-#include "platform/files.h"
+#include "platform/files/files.h"
+#include "platform/system/clock.h"
+#include "platform/system/environment.h"
 
 namespace {
 

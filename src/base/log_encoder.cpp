@@ -10,7 +10,7 @@
 #include "base/log.h"
 #include "base/text.h"
 #include "log_public_key.h"
-#include "platform/crypto.h"
+#include "platform/crypto/crypto.h"
 #include "platform/error_codes.h"
 
 namespace {

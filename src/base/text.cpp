@@ -2,10 +2,10 @@
 
 #include <type_traits>
 
-#include "platform/clock.h"
-#include "platform/resources.h"
-#include "platform/system_info.h"
-#include "platform/unicode.h"
+#include "platform/system/clock.h"
+#include "platform/system/resources.h"
+#include "platform/system/system_info.h"
+#include "platform/text/unicode.h"
 
 std::string WideToMultiByte(const std::u16string& text, uint32_t codePage) {
   if (text.empty()) return std::string();

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "base/text.h"
-#include "platform/files.h"
+#include "platform/files/files.h"
 
 int64_t ReadFileToString(const std::u16string& path, std::string* text) {
   std::FILE* file = platform::Service<platform::Files>().OpenStream(path, "rb");

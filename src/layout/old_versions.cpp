@@ -11,7 +11,7 @@
 #include "layout/version_dirs.h"
 #include "maintenance/code_signature.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
+#include "platform/files/files.h"
 
 namespace {
 

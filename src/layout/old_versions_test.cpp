@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "app/launcher_test_fixture.h"
-#include "platform/fake_code_trust.h"
+#include "platform/code_trust/fake_code_trust.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "layout/paths.h"
 
-#include "platform/environment.h"
-#include "platform/files.h"
+#include "platform/files/files.h"
+#include "platform/system/environment.h"
 
 namespace {
 

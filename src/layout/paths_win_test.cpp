@@ -9,7 +9,7 @@
 
 #include "base/text.h"
 #include "layout/paths.h"
-#include "platform/win_text.h"
+#include "platform/text/win_text.h"
 
 namespace {
 

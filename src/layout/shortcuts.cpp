@@ -7,9 +7,9 @@
 #include "base/text.h"
 #include "layout/file_io.h"
 #include "layout/paths.h"
-#include "platform/files.h"
-#include "platform/shell_links.h"
-#include "platform/system_info.h"
+#include "platform/files/files.h"
+#include "platform/shell/shell_links.h"
+#include "platform/system/system_info.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "app/launcher_test_fixture.h"
-#include "platform/fake_shell_links.h"
+#include "platform/shell/fake_shell_links.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "layout/paths.h"
 #include "platform/error_codes.h"
-#include "platform/protected_files.h"
+#include "platform/protected_files/protected_files.h"
 #include "task_launcher_dir.h"
 
 namespace {

@@ -10,9 +10,9 @@
 #include "layout/file_io.h"
 #include "layout/launcher_ini.h"
 #include "layout/paths.h"
-#include "platform/environment.h"
-#include "platform/file_identity.h"
-#include "platform/files.h"
+#include "platform/file_identity/file_identity.h"
+#include "platform/files/files.h"
+#include "platform/system/environment.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
-#include "platform/fake_file_identity.h"
+#include "platform/file_identity/fake_file_identity.h"
 
 namespace {
 

@@ -22,7 +22,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/protected_files.h"
+#include "platform/protected_files/protected_files.h"
 
 // The rights an entry must not grant to anyone but the three trustees.
 enum : uint32_t {

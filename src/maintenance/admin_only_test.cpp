@@ -5,7 +5,7 @@
 
 #include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
-#include "platform/fake_protected_files.h"
+#include "platform/protected_files/fake_protected_files.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "base/log.h"
-#include "platform/code_trust.h"
-#include "platform/system_libraries.h"
+#include "platform/code_trust/code_trust.h"
+#include "platform/system/system_libraries.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/system_libraries.h"
+#include "platform/system/system_libraries.h"
 
 // The subject's display name of the leaf certificate of the file's signature,
 // with the verification status: 0 for a good signature, otherwise the status

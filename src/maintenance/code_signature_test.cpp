@@ -5,8 +5,8 @@
 
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
-#include "platform/fake_code_trust.h"
-#include "platform/fake_services.h"
+#include "platform/code_trust/fake_code_trust.h"
+#include "platform/system/fake_system_libraries.h"
 #include "toolkit/toolkit_test_support.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include "app/launcher_app.h"
 #include "base/log.h"
 #include "base/text.h"
-#include "platform/environment.h"
-#include "platform/registry.h"
+#include "platform/registry/registry.h"
+#include "platform/system/environment.h"
 
 namespace {
 

@@ -21,12 +21,12 @@
 #include "base/text.h"
 #include "layout/paths.h"
 #include "maintenance/code_signature.h"
-#include "platform/admin_check.h"
-#include "platform/environment.h"
 #include "platform/error_codes.h"
-#include "platform/file_hold.h"
-#include "platform/named_events.h"
-#include "platform/processes.h"
+#include "platform/file_identity/file_hold.h"
+#include "platform/processes/named_events.h"
+#include "platform/processes/processes.h"
+#include "platform/system/admin_check.h"
+#include "platform/system/environment.h"
 
 namespace {
 

@@ -6,9 +6,10 @@
 
 #include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
-#include "platform/fake_code_trust.h"
-#include "platform/fake_services.h"
-#include "platform/fake_windows_files.h"
+#include "platform/code_trust/fake_code_trust.h"
+#include "platform/file_identity/fake_windows_files.h"
+#include "platform/processes/fake_named_events.h"
+#include "platform/system/fake_admin_check.h"
 
 namespace {
 

@@ -8,11 +8,11 @@
 #include "layout/task_launcher_path.h"
 #include "layout/version_dirs.h"
 #include "maintenance/admin_only.h"
-#include "platform/environment.h"
 #include "platform/error_codes.h"
-#include "platform/file_versions.h"
-#include "platform/files.h"
-#include "platform/protected_files.h"
+#include "platform/files/file_versions.h"
+#include "platform/files/files.h"
+#include "platform/protected_files/protected_files.h"
+#include "platform/system/environment.h"
 
 namespace {
 

@@ -7,16 +7,16 @@
 #include "base/event_report.h"
 #include "base/format.h"
 #include "base/localized_strings.h"
-#include "base/scoped_resource.h"
 #include "base/log.h"
+#include "base/scoped_resource.h"
 #include "layout/paths.h"
 #include "maintenance/code_signature.h"
 #include "maintenance/run_update.h"
 #include "maintenance/task_launcher.h"
-#include "platform/environment.h"
 #include "platform/error_codes.h"
-#include "platform/shell_execute.h"
-#include "platform/task_scheduler.h"
+#include "platform/shell/shell_execute.h"
+#include "platform/system/environment.h"
+#include "platform/tasks/task_scheduler.h"
 
 namespace {
 

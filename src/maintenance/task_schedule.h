@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "platform/task_scheduler.h"
+#include "platform/tasks/task_scheduler.h"
 
 // COM and the scheduler's root folder: CoInitialize, CoInitializeSecurity,
 // the task service, Connect and the folder "\", each failure logged. 0 with

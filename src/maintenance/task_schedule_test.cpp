@@ -7,10 +7,12 @@
 #include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
 #include "maintenance/code_signature.h"
-#include "platform/fake_code_trust.h"
-#include "platform/fake_protected_files.h"
-#include "platform/fake_services.h"
-#include "platform/fake_task_scheduler.h"
+#include "platform/code_trust/fake_code_trust.h"
+#include "platform/protected_files/fake_protected_files.h"
+#include "platform/shell/fake_shell_execute.h"
+#include "platform/system/fake_admin_check.h"
+#include "platform/system/fake_system_libraries.h"
+#include "platform/tasks/fake_task_scheduler.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include "base/log.h"
 #include "layout/paths.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
-#include "platform/shell_execute.h"
+#include "platform/files/files.h"
+#include "platform/shell/shell_execute.h"
 
 int32_t CLauncherApp::_RunUninstaller() {
   auto& files = platform::Service<platform::Files>();

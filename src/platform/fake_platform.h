@@ -16,16 +16,16 @@
 // fake_processes.h, ...).
 #pragma once
 
-#include "platform/fake_clock.h"
-#include "platform/fake_crypto.h"
-#include "platform/fake_environment.h"
-#include "platform/fake_files.h"
-#include "platform/fake_processes.h"
+#include "platform/crypto/fake_crypto.h"
 #include "platform/fake_recorder.h"
-#include "platform/fake_registry.h"
-#include "platform/fake_resources.h"
-#include "platform/fake_system_info.h"
-#include "platform/fake_user_interface.h"
+#include "platform/files/fake_files.h"
+#include "platform/processes/fake_processes.h"
+#include "platform/registry/fake_registry.h"
+#include "platform/system/fake_clock.h"
+#include "platform/system/fake_environment.h"
+#include "platform/system/fake_resources.h"
+#include "platform/system/fake_system_info.h"
+#include "platform/system/fake_user_interface.h"
 
 namespace platform {
 

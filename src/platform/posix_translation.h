@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/ascii.h"
+#include "platform/text/ascii.h"
 #include "platform/types.h"
 
 namespace platform {

@@ -6,9 +6,9 @@
 
 #include <cerrno>
 
-#include "platform/posix_case_index.h"
+#include "platform/files/posix_case_index.h"
 #include "platform/posix_translation.h"
-#include "platform/unicode.h"
+#include "platform/text/unicode.h"
 
 namespace platform {
 

@@ -9,12 +9,12 @@
 #include <string>
 
 #include "gtest/gtest.h"
-#include "platform/admin_check.h"
 #include "platform/error_codes.h"
-#include "platform/file_hold.h"
-#include "platform/named_events.h"
-#include "platform/processes.h"
-#include "platform/shell_execute.h"
+#include "platform/file_identity/file_hold.h"
+#include "platform/processes/named_events.h"
+#include "platform/processes/processes.h"
+#include "platform/shell/shell_execute.h"
+#include "platform/system/admin_check.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "base/format.h"
 #include "base/log.h"
-#include "platform/registry.h"
+#include "platform/registry/registry.h"
 #include "platform/types.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include "app/command_line.h"
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
-#include "platform/argv_rules.h"
+#include "platform/processes/argv_rules.h"
 #include "toolkit/toolkit_test_support.h"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <new>
 
 #include "base/log.h"
+#include "platform/crypto/hashing.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
-#include "platform/hashing.h"
+#include "platform/files/files.h"
 
 namespace {
 

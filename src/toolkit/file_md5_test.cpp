@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "base/log_test_support.h"
-#include "toolkit/toolkit_test_support.h"
 #include "gtest/gtest.h"
-#include "platform/fake_toolkit_services.h"
+#include "platform/crypto/fake_hashing.h"
+#include "toolkit/toolkit_test_support.h"
 
 #ifdef _WIN32
 #include <windows.h>

@@ -5,10 +5,10 @@
 
 #include "base/log.h"
 #include "layout/paths.h"
-#include "platform/ascii.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
-#include "platform/shell_notify.h"
+#include "platform/files/files.h"
+#include "platform/shell/shell_notify.h"
+#include "platform/text/ascii.h"
 
 namespace {
 

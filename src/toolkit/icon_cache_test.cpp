@@ -6,7 +6,7 @@
 
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
-#include "platform/fake_toolkit_services.h"
+#include "platform/shell/fake_shell_notify.h"
 #include "toolkit/toolkit_test_support.h"
 
 namespace {

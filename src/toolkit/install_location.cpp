@@ -7,9 +7,9 @@
 #include "layout/launcher_ini.h"
 #include "layout/paths.h"
 #include "layout/version_dirs.h"
-#include "platform/files.h"
-#include "platform/registry.h"
-#include "platform/shell_folders.h"
+#include "platform/files/files.h"
+#include "platform/registry/registry.h"
+#include "platform/shell/shell_folders.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
 #include "platform/fake_platform.h"
-#include "platform/fake_process_images.h"
+#include "platform/processes/fake_process_images.h"
 
 namespace {
 

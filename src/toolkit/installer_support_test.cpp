@@ -6,8 +6,8 @@
 
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
-#include "platform/fake_process_end.h"
-#include "platform/fake_shell_links.h"
+#include "platform/processes/fake_process_end.h"
+#include "platform/shell/fake_shell_links.h"
 #include "toolkit/process_end.h"
 #include "toolkit/product_config_text.h"
 #include "toolkit/shortcut_create.h"

@@ -8,9 +8,9 @@
 #include "base/text.h"
 #include "cJSON.h"
 #include "layout/paths.h"
-#include "platform/ascii.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
+#include "platform/files/files.h"
+#include "platform/text/ascii.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "toolkit/process_end.h"
 
 #include "base/log.h"
-#include "platform/environment.h"
-#include "platform/process_end.h"
+#include "platform/processes/process_end.h"
+#include "platform/system/environment.h"
 #include "platform/types.h"
 
 namespace Utils {

@@ -6,12 +6,12 @@
 #include "base/text.h"
 #include "layout/launcher_ini.h"
 #include "layout/paths.h"
-#include "platform/environment.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
-#include "platform/process_images.h"
-#include "platform/processes.h"
-#include "platform/shell_folders.h"
+#include "platform/files/files.h"
+#include "platform/processes/process_images.h"
+#include "platform/processes/processes.h"
+#include "platform/shell/shell_folders.h"
+#include "platform/system/environment.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
 #include "platform/fake_platform.h"
-#include "platform/fake_process_images.h"
-#include "platform/fake_shell_links.h"
+#include "platform/processes/fake_process_images.h"
+#include "platform/shell/fake_shell_links.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "base/log.h"
 #include "platform/error_codes.h"
-#include "platform/processes.h"
+#include "platform/processes/processes.h"
 
 namespace Utils {
 

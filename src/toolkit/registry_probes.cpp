@@ -2,7 +2,7 @@
 
 #include "base/log.h"
 #include "base/text.h"
-#include "platform/registry_views.h"
+#include "platform/registry/registry_views.h"
 #include "platform/types.h"
 
 namespace {

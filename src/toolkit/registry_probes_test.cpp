@@ -7,7 +7,7 @@
 #include "base/log_test_support.h"
 #include "cJSON.h"
 #include "gtest/gtest.h"
-#include "platform/fake_toolkit_services.h"
+#include "platform/registry/fake_registry_views.h"
 #include "toolkit/toolkit_test_support.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <cstdint>
 
 #include "base/log.h"
-#include "platform/shell_links.h"
-#include "platform/system_info.h"
+#include "platform/shell/shell_links.h"
+#include "platform/system/system_info.h"
 
 namespace Utils {
 

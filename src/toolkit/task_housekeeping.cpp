@@ -12,15 +12,15 @@
 #include "maintenance/run_update.h"
 #include "maintenance/task_launcher.h"
 #include "maintenance/task_schedule.h"
-#include "platform/clock.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
-#include "platform/named_events.h"
-#include "platform/process_images.h"
-#include "platform/process_watch.h"
-#include "platform/processes.h"
-#include "platform/task_scheduler.h"
-#include "platform/unicode.h"
+#include "platform/files/files.h"
+#include "platform/processes/named_events.h"
+#include "platform/processes/process_images.h"
+#include "platform/processes/process_watch.h"
+#include "platform/processes/processes.h"
+#include "platform/system/clock.h"
+#include "platform/tasks/task_scheduler.h"
+#include "platform/text/unicode.h"
 
 namespace {
 

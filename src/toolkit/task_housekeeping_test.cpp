@@ -7,11 +7,11 @@
 #include "app/launcher_test_fixture.h"
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
-#include "platform/fake_file_versions.h"
-#include "platform/fake_protected_files.h"
-#include "platform/fake_services.h"
-#include "platform/fake_task_scheduler.h"
-#include "platform/named_events.h"
+#include "platform/files/fake_file_versions.h"
+#include "platform/processes/named_events.h"
+#include "platform/protected_files/fake_protected_files.h"
+#include "platform/system/fake_admin_check.h"
+#include "platform/tasks/fake_task_scheduler.h"
 
 namespace {
 

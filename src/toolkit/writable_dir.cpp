@@ -6,12 +6,12 @@
 #include "base/format.h"
 #include "base/log.h"
 #include "layout/paths.h"
-#include "platform/clock.h"
-#include "platform/environment.h"
 #include "platform/error_codes.h"
-#include "platform/file_handles.h"
-#include "platform/files.h"
+#include "platform/files/file_handles.h"
+#include "platform/files/files.h"
 #include "platform/service.h"
+#include "platform/system/clock.h"
+#include "platform/system/environment.h"
 
 namespace {
 

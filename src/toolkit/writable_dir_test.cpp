@@ -6,7 +6,7 @@
 
 #include "base/log_test_support.h"
 #include "gtest/gtest.h"
-#include "platform/fake_file_handles.h"
+#include "platform/files/fake_file_handles.h"
 #include "toolkit/toolkit_test_support.h"
 
 namespace {

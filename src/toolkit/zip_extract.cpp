@@ -5,7 +5,7 @@
 #include "app/vorn_app.h"
 #include "base/format.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
+#include "platform/files/files.h"
 #include "toolkit/install_report.h"
 
 namespace {

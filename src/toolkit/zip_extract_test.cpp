@@ -5,7 +5,7 @@
 
 #include "gtest/gtest.h"
 #include "platform/error_codes.h"
-#include "platform/fake_file_handles.h"
+#include "platform/files/fake_file_handles.h"
 #include "platform/service.h"
 #include "toolkit/toolkit_test_support.h"
 #include "toolkit/zip_builder_for_tests.h"

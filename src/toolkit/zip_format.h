@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "platform/file_handles.h"
+#include "platform/files/file_handles.h"
 #include "platform/service.h"
 
 namespace zip {

@@ -9,8 +9,8 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/environment.h"
 #include "platform/service.h"
+#include "platform/system/environment.h"
 #include "toolkit/zip_directory_walk.h"
 #include "toolkit/zip_entry.h"
 #include "toolkit/zip_format.h"

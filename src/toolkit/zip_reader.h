@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/file_handles.h"
+#include "platform/files/file_handles.h"
 #include "platform/types.h"
 
 

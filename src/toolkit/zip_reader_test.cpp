@@ -3,7 +3,7 @@
 #include <string>
 
 #include "gtest/gtest.h"
-#include "platform/fake_file_handles.h"
+#include "platform/files/fake_file_handles.h"
 #include "toolkit/zip_reader.h"
 #include "toolkit/zip_reader_test_fixture.h"
 

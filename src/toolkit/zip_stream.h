@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/file_handles.h"
+#include "platform/files/file_handles.h"
 
 namespace zip {
 

@@ -7,7 +7,7 @@
 
 #include "e2e_support.h"
 #include "gtest/gtest.h"
-#include "platform/unicode.h"
+#include "platform/text/unicode.h"
 #include "toolkit/autorun.h"
 
 #ifdef _WIN32

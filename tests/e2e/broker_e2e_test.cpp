@@ -11,7 +11,7 @@
 
 #include "e2e_support.h"
 #include "gtest/gtest.h"
-#include "platform/named_events.h"
+#include "platform/processes/named_events.h"
 #include "toolkit/task_housekeeping.h"
 
 namespace e2e {

@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "cJSON.h"
-#include "platform/argv_rules.h"
-#include "platform/unicode.h"
+#include "platform/processes/argv_rules.h"
+#include "platform/text/unicode.h"
 #include "toolkit/task_housekeeping.h"
 
 #ifdef ORVANE_HAVE_LOG_DECRYPT

@@ -11,12 +11,12 @@
 
 #include "base/product_config.h"
 #include "gtest/gtest.h"
-#include "platform/clock.h"
-#include "platform/environment.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
-#include "platform/processes.h"
-#include "platform/registry.h"
+#include "platform/files/files.h"
+#include "platform/processes/processes.h"
+#include "platform/registry/registry.h"
+#include "platform/system/clock.h"
+#include "platform/system/environment.h"
 
 namespace e2e {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "e2e_support.h"
 #include "base/text.h"
-#include "platform/unicode.h"
+#include "e2e_support.h"
+#include "platform/text/unicode.h"
 #include "toolkit/install_location.h"
 #include "toolkit/process_finders.h"
 

@@ -9,9 +9,9 @@
 #include "e2e_support.h"
 #include "gtest/gtest.h"
 #include "maintenance/task_schedule.h"
-#include "platform/named_events.h"
-#include "platform/protected_files.h"
-#include "platform/unicode.h"
+#include "platform/processes/named_events.h"
+#include "platform/protected_files/protected_files.h"
+#include "platform/text/unicode.h"
 #include "toolkit/task_housekeeping.h"
 
 namespace e2e {

@@ -9,7 +9,7 @@
 #include "e2e_support.h"
 #include "gtest/gtest.h"
 #include "maintenance/task_schedule.h"
-#include "platform/unicode.h"
+#include "platform/text/unicode.h"
 #include "toolkit/task_housekeeping.h"
 
 #ifdef _WIN32

@@ -9,8 +9,8 @@
 
 #include "e2e_support.h"
 #include "gtest/gtest.h"
-#include "platform/argv_rules.h"
-#include "platform/unicode.h"
+#include "platform/processes/argv_rules.h"
+#include "platform/text/unicode.h"
 
 namespace e2e {
 namespace {

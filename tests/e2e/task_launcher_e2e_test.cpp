@@ -13,8 +13,8 @@
 #include "layout/task_launcher_path.h"
 #include "maintenance/admin_only.h"
 #include "maintenance/task_launcher.h"
-#include "platform/protected_files.h"
-#include "platform/unicode.h"
+#include "platform/protected_files/protected_files.h"
+#include "platform/text/unicode.h"
 #include "toolkit/task_housekeeping.h"
 
 namespace e2e {

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/argv_rules.h"
 #include "platform/error_codes.h"
-#include "platform/processes.h"
-#include "platform/unicode.h"
+#include "platform/processes/argv_rules.h"
+#include "platform/processes/processes.h"
+#include "platform/text/unicode.h"
 
 #ifdef _WIN32
 #include <windows.h>

@@ -20,12 +20,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/clock.h"
-#include "platform/environment.h"
-#include "platform/files.h"
-#include "platform/named_events.h"
-#include "platform/processes.h"
-#include "platform/unicode.h"
+#include "platform/files/files.h"
+#include "platform/processes/named_events.h"
+#include "platform/processes/processes.h"
+#include "platform/system/clock.h"
+#include "platform/system/environment.h"
+#include "platform/text/unicode.h"
 
 #ifdef _WIN32
 #include <windows.h>

@@ -5,9 +5,9 @@
 
 #include "app/launcher_test_fixture.h"
 #include "gtest/gtest.h"
-#include "platform/fake_protected_files.h"
-#include "platform/fake_services.h"
-#include "platform/fake_task_scheduler.h"
+#include "platform/protected_files/fake_protected_files.h"
+#include "platform/system/fake_admin_check.h"
+#include "platform/tasks/fake_task_scheduler.h"
 #include "toolkit/task_housekeeping.h"
 
 namespace {

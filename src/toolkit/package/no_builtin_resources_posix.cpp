@@ -3,7 +3,7 @@
 // product's documents instead; an installer carries none, so a resource
 // lookup answers "not found" as it does for a Windows executable without
 // resources.
-#include "platform/builtin_resources.h"
+#include "platform/system/builtin_resources.h"
 
 namespace platform {
 

@@ -1,0 +1,178 @@
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/files/posix_case_index.h"
+#include "platform/text/ascii.h"
+
+namespace platform {
+namespace posix {
+namespace {
+
+// Directories indexed at once per thread: an extraction writes into one
+// directory at a time, a walk into a few levels.
+constexpr size_t kIndexedDirectories = 4;
+
+struct DirIndex {
+  std::string dir;
+  dev_t dev = 0;
+  ino_t ino = 0;
+  struct timespec mtime = {};
+  // Folded name -> the names that fold to it, in listing order (Linux may
+  // hold "a" and "A" side by side; the first listed is the one found).
+  std::unordered_map<std::string, std::vector<std::string>> byFolded;
+};
+
+struct Indexes {
+  std::vector<DirIndex> dirs;  // most recently used last
+  uint64_t listings = 0;
+};
+
+Indexes& ThreadIndexes() {
+  static thread_local Indexes indexes;
+  return indexes;
+}
+
+bool SameState(const DirIndex& index, const struct stat& st) {
+  return index.dev == st.st_dev && index.ino == st.st_ino && index.mtime.tv_sec == st.st_mtim.tv_sec &&
+         index.mtime.tv_nsec == st.st_mtim.tv_nsec;
+}
+
+void TakeState(DirIndex* index, const struct stat& st) {
+  index->dev = st.st_dev;
+  index->ino = st.st_ino;
+  index->mtime = st.st_mtim;
+}
+
+std::string Folded(const std::string& name) {
+  std::string folded = name;
+  for (char& c : folded) c = FoldAscii(c);
+  return folded;
+}
+
+std::string Join(const std::string& dir, const std::string& name) {
+  return dir.empty() ? name : dir == "/" ? "/" + name : dir + "/" + name;
+}
+
+// Splits a path into its directory ("" for the current one) and name.
+void Split(const std::string& path, std::string* dir, std::string* name) {
+  std::string p = path;
+  while (p.size() > 1 && p.back() == '/') p.pop_back();
+  const size_t slash = p.rfind('/');
+  if (slash == std::string::npos) {
+    dir->clear();
+    *name = p;
+  } else {
+    *dir = slash == 0 ? std::string("/") : p.substr(0, slash);
+    *name = p.substr(slash + 1);
+  }
+}
+
+// The thread's index of `dir`, moved to the most recent place; null if none.
+DirIndex* Lookup(const std::string& dir) {
+  std::vector<DirIndex>& dirs = ThreadIndexes().dirs;
+  for (size_t i = 0; i < dirs.size(); ++i) {
+    if (dirs[i].dir != dir) continue;
+    if (i + 1 != dirs.size()) {
+      DirIndex moved = std::move(dirs[i]);
+      dirs.erase(dirs.begin() + static_cast<std::ptrdiff_t>(i));
+      dirs.push_back(std::move(moved));
+    }
+    return &dirs.back();
+  }
+  return nullptr;
+}
+
+// Lists `dir` afresh into its index. Null when it can't be read.
+DirIndex* List(const std::string& dir, const struct stat& st) {
+  DIR* stream = ::opendir(dir.empty() ? "." : dir.c_str());
+  if (stream == nullptr) return nullptr;
+  Indexes& indexes = ThreadIndexes();
+  ++indexes.listings;
+  DirIndex* index = Lookup(dir);
+  if (index == nullptr) {
+    if (indexes.dirs.size() == kIndexedDirectories) indexes.dirs.erase(indexes.dirs.begin());
+    indexes.dirs.emplace_back();
+    index = &indexes.dirs.back();
+    index->dir = dir;
+  }
+  index->byFolded.clear();
+  TakeState(index, st);
+  while (const dirent* entry = ::readdir(stream)) {
+    const std::string name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    index->byFolded[Folded(name)].push_back(name);
+  }
+  ::closedir(stream);
+  return index;
+}
+
+}  // namespace
+
+bool FindNameIgnoringCase(const std::string& dir, const std::string& name, std::string* match) {
+  struct stat st;
+  if (::stat(dir.empty() ? "." : dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return false;
+  const std::string folded = Folded(name);
+  DirIndex* index = Lookup(dir);
+  const bool fresh = index == nullptr || !SameState(*index, st);
+  if (fresh) index = List(dir, st);
+  for (int attempt = 0; index != nullptr && attempt < 2; ++attempt) {
+    const auto found = index->byFolded.find(folded);
+    if (found == index->byFolded.end()) return false;
+    struct stat entry;
+    if (::lstat(Join(dir, found->second.front()).c_str(), &entry) == 0) {
+      *match = found->second.front();
+      return true;
+    }
+    // Gone behind the index's back in the same tick: list once more.
+    if (fresh || attempt == 1) return false;
+    index = List(dir, st);
+  }
+  return false;
+}
+
+namespace {
+
+// Applies this process's change of `posixPath`'s entry to its directory's
+// index, if that directory is indexed: `change` edits the names that fold
+// like the entry's name, and the index takes the directory's new state.
+template <class Change>
+void NoteChange(const std::string& posixPath, Change change) {
+  std::string dir, name;
+  Split(posixPath, &dir, &name);
+  DirIndex* index = Lookup(dir);
+  if (index == nullptr) return;
+  struct stat st;
+  if (::stat(dir.empty() ? "." : dir.c_str(), &st) != 0 || st.st_dev != index->dev || st.st_ino != index->ino) {
+    index->mtime = {};  // no longer the directory listed: list it again
+    return;
+  }
+  const std::string folded = Folded(name);
+  std::vector<std::string>& names = index->byFolded[folded];
+  change(names, name);
+  if (names.empty()) index->byFolded.erase(folded);
+  TakeState(index, st);
+}
+
+}  // namespace
+
+void NoteNameAdded(const std::string& posixPath) {
+  NoteChange(posixPath, [](std::vector<std::string>& names, const std::string& name) {
+    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+  });
+}
+
+void NoteNameRemoved(const std::string& posixPath) {
+  NoteChange(posixPath, [](std::vector<std::string>& names, const std::string& name) {
+    names.erase(std::remove(names.begin(), names.end(), name), names.end());
+  });
+}
+
+uint64_t CaseIndexListingsForTesting() { return ThreadIndexes().listings; }
+
+}  // namespace posix
+}  // namespace platform
