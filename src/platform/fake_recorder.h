@@ -65,7 +65,9 @@ class FakeRecorder : public ErrorCodes {
 };
 
 // The base of each concern's fake: the recorder it was given, or one of its
-// own when it stands alone.
+// own when it stands alone. A recorder is the current ErrorCodes while it
+// lives, so a fake standing alone inside the whole fake world would take the
+// last error over for its lifetime: fake one concern or all of them.
 class RecordingFake {
  public:
   FakeRecorder& recorder() { return *recorder_; }
