@@ -71,8 +71,12 @@ uint32_t WaitMutex(MutexObject* mutex, uint32_t timeoutMs);
 uint32_t WaitSemaphore(SemaphoreObject* semaphore, uint32_t timeoutMs);
 void CloseSemaphore(SemaphoreObject* semaphore);
 
-// Milliseconds left until `deadlineNs` on the monotonic clock (0 when past).
+// The monotonic clock, in nanoseconds.
 uint64_t MonotonicNowNs();
+
+// pidfd_open: a descriptor that is readable once the process has ended
+// (close-on-exec); -1 with errno set when the system has none.
+int OpenPidFd(pid_t pid);
 
 }  // namespace posix
 }  // namespace platform

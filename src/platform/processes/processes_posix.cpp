@@ -29,7 +29,6 @@
 #include "platform/posix_translation.h"
 #include "platform/processes/argv_rules.h"
 #include "platform/processes/posix_kernel_objects.h"
-#include "platform/processes/process_watch.h"
 #include "platform/text/unicode.h"
 
 extern char** environ;
@@ -55,15 +54,6 @@ std::mutex& TableLock() {
 std::set<KernelObject*>& Table() {
   static std::set<KernelObject*> table;
   return table;
-}
-
-int OpenPidFd(pid_t pid) {
-#ifdef SYS_pidfd_open
-  return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));  // always close-on-exec
-#else
-  errno = ENOSYS;
-  return -1;
-#endif
 }
 
 // Collects the process's status if it has ended. True once reaped.
@@ -207,6 +197,15 @@ bool ExecutablePath(const std::u16string& token, std::string* out) {
 }
 
 }  // namespace
+
+int OpenPidFd(pid_t pid) {
+#ifdef SYS_pidfd_open
+  return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));  // always close-on-exec
+#else
+  errno = ENOSYS;
+  return -1;
+#endif
+}
 
 uint64_t MonotonicNowNs() {
   struct timespec ts;
@@ -406,144 +405,6 @@ bool PosixProcesses::Terminate(Handle process, uint32_t exitCode) {
   }
   SetError(kErrorSuccess);
   return true;
-}
-
-bool PosixProcesses::SnapshotProcesses(std::vector<ProcessEntry>* entries) {
-  DIR* proc = ::opendir("/proc");
-  if (proc == nullptr) {
-    SetError(MapErrno(errno));
-    return false;
-  }
-  std::vector<ProcessEntry> list;
-  while (const dirent* entry = ::readdir(proc)) {
-    char* end = nullptr;
-    const unsigned long pid = std::strtoul(entry->d_name, &end, 10);
-    if (end == entry->d_name || *end != 0 || pid == 0) continue;
-    const std::string base = std::string("/proc/") + entry->d_name;
-
-    ProcessEntry item;
-    item.pid = static_cast<uint32_t>(pid);
-    // stat: "pid (comm) state ppid ..."; comm may hold blanks and parentheses.
-    std::string stat, comm;
-    if (int fd = ::open((base + "/stat").c_str(), O_RDONLY | O_CLOEXEC); fd >= 0) {
-      char buffer[1024];
-      const ssize_t n = ::read(fd, buffer, sizeof(buffer) - 1);
-      ::close(fd);
-      if (n > 0) stat.assign(buffer, static_cast<size_t>(n));
-    }
-    const size_t open = stat.find('(');
-    const size_t close = stat.rfind(')');
-    if (open == std::string::npos || close == std::string::npos || close < open) continue;  // gone
-    comm = stat.substr(open + 1, close - open - 1);
-    // A zombie has ended; only its status waits to be collected. Windows
-    // lists no ended process, and a parent that never reaps (an init that
-    // does not, in a container) must not make one look alive.
-    if (close + 2 < stat.size() && (stat[close + 2] == 'Z' || stat[close + 2] == 'X')) continue;
-    // After ") " come the state letter and a blank, then the parent's id.
-    if (close + 4 < stat.size()) item.parentPid = static_cast<uint32_t>(std::strtoul(&stat[close + 4], nullptr, 10));
-
-    std::string name;
-    char target[4096];
-    const ssize_t n = ::readlink((base + "/exe").c_str(), target, sizeof(target) - 1);
-    if (n > 0) {
-      std::string path(target, static_cast<size_t>(n));
-      const std::string deleted = " (deleted)";
-      if (path.size() > deleted.size() && path.compare(path.size() - deleted.size(), deleted.size(), deleted) == 0)
-        path.resize(path.size() - deleted.size());
-      name = path.substr(path.rfind('/') + 1);
-    }
-    if (name.empty()) {
-      // Another user's process: the first word of its command line.
-      if (int fd = ::open((base + "/cmdline").c_str(), O_RDONLY | O_CLOEXEC); fd >= 0) {
-        char buffer[4096];
-        const ssize_t m = ::read(fd, buffer, sizeof(buffer) - 1);
-        ::close(fd);
-        if (m > 0) {
-          buffer[m] = 0;
-          std::string first = buffer;  // up to the first NUL
-          first = first.substr(0, first.find(' '));
-          name = first.substr(first.rfind('/') + 1);
-        }
-      }
-    }
-    if (name.empty()) name = comm;  // kernel threads
-    item.exeFile = Utf8ToUtf16(name);
-    list.push_back(std::move(item));
-  }
-  ::closedir(proc);
-  *entries = std::move(list);
-  SetError(kErrorSuccess);
-  return true;
-}
-
-namespace {
-
-// Waiting for the first of several objects: each is tried without waiting,
-// in order, then the watched processes' pidfds are polled for a short slice
-// (an event or semaphore has nothing to poll, so a slice bounds how late it
-// is seen) until one is signalled or the time is up.
-class PosixProcessWatch final : public ProcessWatch {
- public:
-  Handle OpenProcessHandle(uint32_t, uint32_t pid) override {
-    if (pid == 0 || pid > static_cast<uint32_t>(INT32_MAX) ||
-        (::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH)) {
-      posix::SetError(kErrorInvalidParameter);
-      return nullptr;
-    }
-    auto process = std::make_unique<posix::ProcessObject>();
-    process->pid = static_cast<pid_t>(pid);
-    process->foreign = true;
-    process->pidfd = posix::OpenPidFd(process->pid);
-    if (process->pidfd < 0 && errno == ESRCH) {
-      posix::SetError(kErrorInvalidParameter);
-      return nullptr;
-    }
-    Handle handle = posix::Register(std::move(process));
-    posix::SetError(kErrorSuccess);
-    return handle;
-  }
-
-  uint32_t WaitAny(const std::vector<Handle>& objects, uint32_t timeoutMs) override {
-    constexpr uint32_t kSliceMs = 10;
-    auto& processes = NativeService<Processes>();
-    if (objects.empty()) {
-      posix::SetError(kErrorInvalidParameter);
-      return kWaitFailed;
-    }
-    const uint64_t deadline = posix::MonotonicNowNs() + static_cast<uint64_t>(timeoutMs) * 1000000u;
-    while (true) {
-      std::vector<struct pollfd> pidfds;
-      for (size_t i = 0; i < objects.size(); ++i) {
-        const uint32_t r = processes.WaitOne(objects[i], 0);
-        if (r == kWaitObject0) return kWaitObject0 + static_cast<uint32_t>(i);
-        if (r == kWaitFailed) return kWaitFailed;
-        posix::KernelObject* o = posix::Lookup(objects[i]);
-        if (o != nullptr && o->kind == posix::ObjectKind::kProcess) {
-          const int fd = static_cast<posix::ProcessObject*>(o)->pidfd;
-          if (fd >= 0) pidfds.push_back({fd, POLLIN, 0});
-        }
-      }
-      uint32_t slice = kSliceMs;
-      if (timeoutMs != kInfinite) {
-        const uint64_t now = posix::MonotonicNowNs();
-        if (now >= deadline) return kWaitTimeout;
-        slice = static_cast<uint32_t>(std::min<uint64_t>(kSliceMs, (deadline - now + 999999) / 1000000));
-      }
-      if (pidfds.empty()) {
-        ::usleep(slice * 1000u);
-      } else {
-        ::poll(pidfds.data(), pidfds.size(), static_cast<int>(slice));
-      }
-    }
-  }
-};
-
-}  // namespace
-
-template <>
-ProcessWatch& NativeService<ProcessWatch>() {
-  static PosixProcessWatch watch;
-  return watch;
 }
 
 }  // namespace platform
