@@ -112,15 +112,16 @@ TEST_F(FinderTest, ProcessFinderTable) {
   Running(22, bare + u"app\\Orvane.exe");  // no Orvane.ini beside app
   Running(23, root + u"ORVANE.EXE");       // the launcher: its parent is no root
   Running(24, WinPath(base_ / "root-old") + u"\\app\\Orvane.exe");
+  Running(26, root + u"app\\bin\\Orvane.exe");  // deeper than a version directory
   fake.processList.push_back({25, 1, u"Orvane.exe"});  // cannot be opened
   images.processes[25].openError = platform::kErrorAccessDenied;
 
   // product: the product finder, else the directory finder.
   struct Row { const char* what; bool product; std::u16string prefix; std::set<uint32_t> hits; } rows[] = {
-      {"root with separator", false, root, {20, 21, 23}},
-      {"case folded", false, Upper(root), {20, 21, 23}},
-      {"app directory", false, root + u"App\\", {20, 21}},
-      {"root without separator takes the sibling", false, root.substr(0, root.size() - 1), {20, 21, 23, 24}},
+      {"root with separator", false, root, {20, 21, 23, 26}},
+      {"case folded", false, Upper(root), {20, 21, 23, 26}},
+      {"app directory", false, root + u"App\\", {20, 21, 26}},
+      {"root without separator takes the sibling", false, root.substr(0, root.size() - 1), {20, 21, 23, 24, 26}},
       {"product: no filter", true, u"", {20}},
       {"product: this root", true, root, {20}},
       {"product: other root", true, bare, {}},

@@ -35,50 +35,37 @@ platform::ProcessInfo StartStaying(Sandbox& box, const fs::path& exe) {
   return child;
 }
 
-TEST(Finders, ProbeIsFoundOnlyFromAnInstallRootWithItsIni) {
+// A real process below an install root with its ini: both finders see it and
+// read its full path. Which paths each finder accepts (no ini, deeper than a
+// version directory, other roots) is FinderTest.ProcessFinderTable's.
+TEST(Finders, ProbeIsFoundBelowAnInstallRootWithItsIni) {
   CProductConfig config;
   config.exe_file_name = u"Orvane.exe";
-  const struct {
-    const char* what;
-    bool ini;
-    const char* dir;  // below the install root
-    bool found;
-  } rows[] = {
-      {"app directory beside Orvane.ini", true, "app", true},
-      {"app directory without Orvane.ini", false, "app", false},
-      {"deeper than a version directory", true, "app/bin", false},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
-    Sandbox box(std::string("Finders") + row.what[0]);
-    if (row.ini) WriteFile(box.IniPath(), "[Launcher]\r\n");
-    const fs::path exe = box.AddVersion(row.dir);
-    const platform::ProcessInfo probe = StartStaying(box, exe);
-    ASSERT_NE(probe.pid, 0u);
+  Sandbox box("Finders");
+  WriteFile(box.IniPath(), "[Launcher]\r\n");
+  const fs::path exe = box.AddVersion("app");
+  const platform::ProcessInfo probe = StartStaying(box, exe);
+  ASSERT_NE(probe.pid, 0u);
 
-    for (const std::u16string& root : {std::u16string(), U16(box.RootText())}) {
-      std::vector<CFoundProcess> found;
-      CVornProcessFinder().Find(config, &found, root);
-      EXPECT_EQ(Lists(found, probe.pid), row.found) << "root '" << platform::Utf16ToUtf8(root) << "'";
-    }
-
-    // Whatever its ini, the probe runs from below the root, and the walk
-    // reads its full path.
+  for (const std::u16string& root : {std::u16string(), U16(box.RootText())}) {
     std::vector<CFoundProcess> found;
-    EXPECT_TRUE(CDirectoryProcessFinder().Find(&found, U16(box.RootText())));
-    ASSERT_TRUE(Lists(found, probe.pid));
-    const auto hit = std::find_if(found.begin(), found.end(),
-                                  [&](const CFoundProcess& p) { return p.processId == probe.pid; });
-    EXPECT_EQ(CompareNoCase(hit->path, U16(WinForm(exe))), 0) << platform::Utf16ToUtf8(hit->path);
-    EXPECT_EQ(CompareNoCase(GetProcessFilePath(probe.pid), U16(WinForm(exe))), 0)
-        << platform::Utf16ToUtf8(GetProcessFilePath(probe.pid));
-
-    // This process is never a hit, even for the prefix of its own directory.
-    found.clear();
-    const std::u16string self = platform::Service<platform::Environment>().ModuleFilePath();
-    CDirectoryProcessFinder().Find(&found, self.substr(0, self.rfind(u'\\') + 1));
-    EXPECT_FALSE(Lists(found, platform::Service<platform::Environment>().ProcessId()));
+    CVornProcessFinder().Find(config, &found, root);
+    EXPECT_TRUE(Lists(found, probe.pid)) << "root '" << platform::Utf16ToUtf8(root) << "'";
   }
+  std::vector<CFoundProcess> found;
+  EXPECT_TRUE(CDirectoryProcessFinder().Find(&found, U16(box.RootText())));
+  ASSERT_TRUE(Lists(found, probe.pid));
+  const auto hit =
+      std::find_if(found.begin(), found.end(), [&](const CFoundProcess& p) { return p.processId == probe.pid; });
+  EXPECT_EQ(CompareNoCase(hit->path, U16(WinForm(exe))), 0) << platform::Utf16ToUtf8(hit->path);
+  EXPECT_EQ(CompareNoCase(GetProcessFilePath(probe.pid), U16(WinForm(exe))), 0)
+      << platform::Utf16ToUtf8(GetProcessFilePath(probe.pid));
+
+  // This process is never a hit, even for the prefix of its own directory.
+  found.clear();
+  const std::u16string self = platform::Service<platform::Environment>().ModuleFilePath();
+  CDirectoryProcessFinder().Find(&found, self.substr(0, self.rfind(u'\\') + 1));
+  EXPECT_FALSE(Lists(found, platform::Service<platform::Environment>().ProcessId()));
 }
 
 std::vector<uint8_t> Utf16Value(const std::u16string& text) {
