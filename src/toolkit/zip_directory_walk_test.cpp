@@ -104,7 +104,9 @@ TEST_F(ZipReaderTest, ACentralBlockThatCannotBeReachedStopsTheWalk) {
       firstUnnamed = i;
       readsThen = fake.CallCount("ReadFile");
     }
-    if (name.empty()) EXPECT_EQ(result, ZR_CORRUPT) << i;
+    if (name.empty()) {
+      EXPECT_EQ(result, ZR_CORRUPT) << i;
+    }
   }
   // The first block holds about 150 of the 106-byte headers.
   EXPECT_GT(firstUnnamed, 100);

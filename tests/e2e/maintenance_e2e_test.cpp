@@ -171,7 +171,9 @@ TEST(TaskSchedule, TheDefinitionWineKeeps) {
   for (const std::string& kept : {"<Command>" + platform::Utf16ToUtf8(copy) + "</Command>",
                                   std::string("<Arguments>--command=run_update $(Arg0)</Arguments>"),
                                   std::string("<RunLevel>HighestAvailable</RunLevel>")}) {
-    if (count(kept.substr(0, kept.find('>') + 1)) != 0) EXPECT_EQ(count(kept), 1u) << xml;
+    if (count(kept.substr(0, kept.find('>') + 1)) != 0) {
+      EXPECT_EQ(count(kept), 1u) << xml;
+    }
   }
   EXPECT_EQ(DeleteUpdateTask(u"OrvaneUpdateTaskMachineUA", u""), 0);  // the path Wine gives back
 }
