@@ -92,6 +92,9 @@ bool RemoveInstalledDir(const CProductConfig& config, int32_t scope) {
     return false;
   }
   LogInfo(u"RemoveInstalledDir, scope %d, %s", scope, std::u16string(status == 0 ? u"removed" : u"none recorded"));
+  // The product's key goes too when nothing else is left in it; a key that
+  // still holds values or subkeys is not the installer's to remove.
+  platform::Service<platform::Registry>().ShDeleteEmptyKey(HiveOf(scope), u"Software\\" + config.product_info_key);
   return true;
 }
 

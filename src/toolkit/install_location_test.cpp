@@ -108,6 +108,14 @@ TEST_F(InstallLocationTest, RecordedDirectoryRoundTrip) {
     EXPECT_NE(logText().substr(before).find(row.logged), std::string::npos) << logText().substr(before);
   }
   EXPECT_TRUE(RemoveInstalledDir(config, 1));  // nothing recorded: nothing left
+  // The product's key goes with the last value in it, never with another's.
+  const std::u16string key = u"HKCU\\Software\\Orvane";
+  for (const bool otherValue : {false, true}) {
+    ASSERT_TRUE(SetInstalledDir(config, 1, dir));
+    if (otherValue) fake.registry[key][u"Theme"] = {1, {}};
+    EXPECT_TRUE(RemoveInstalledDir(config, 1));
+    EXPECT_EQ(fake.registry.count(key), otherValue ? 1u : 0u) << otherValue;
+  }
   ResetLogStateForTesting();
 }
 

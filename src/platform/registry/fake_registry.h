@@ -35,6 +35,8 @@ class FakeRegistry : public Registry, public RecordingFake {
   int32_t ShSetValue(Hive hive, const std::u16string& subKey, const std::u16string& valueName, uint32_t type,
                      const std::vector<uint8_t>& data) override;
   int32_t ShDeleteValue(Hive hive, const std::u16string& subKey, const std::u16string& valueName) override;
+  // A key that still holds a value or a subkey is refused with 5.
+  int32_t ShDeleteEmptyKey(Hive hive, const std::u16string& subKey) override;
 
  private:
   ScopedService<Registry> scope_{this};

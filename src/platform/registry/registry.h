@@ -50,6 +50,10 @@ class Registry {
 
   // SHDeleteValueW.
   virtual int32_t ShDeleteValue(Hive hive, const std::u16string& subKey, const std::u16string& valueName) = 0;
+
+  // SHDeleteEmptyKeyW: deletes hive\subKey only when it holds no value and
+  // no subkey; a key that still holds either is left and refused.
+  virtual int32_t ShDeleteEmptyKey(Hive hive, const std::u16string& subKey) = 0;
 };
 
 }  // namespace platform

@@ -117,4 +117,27 @@ int32_t FakeRegistry::ShDeleteValue(Hive hive, const std::u16string& subKey, con
   return 0;
 }
 
+int32_t FakeRegistry::ShDeleteEmptyKey(Hive hive, const std::u16string& subKey) {
+  const std::u16string path = RegistryPath(hive, subKey);
+  if (Enter("ShDeleteEmptyKey", path)) return static_cast<int32_t>(InjectedError());
+  auto key = FindKey(registry, path);
+  if (key == registry.end()) {
+    SetError(kErrorFileNotFound);
+    return static_cast<int32_t>(kErrorFileNotFound);
+  }
+  const std::u16string below = path + u"\\";
+  bool hasSubkey = false;
+  for (const auto& other : registry) {
+    hasSubkey = hasSubkey || (other.first.size() > below.size() &&
+                              EqualsIgnoreAsciiCase(other.first.substr(0, below.size()), below));
+  }
+  if (!key->second.empty() || hasSubkey) {
+    SetError(kErrorAccessDenied);
+    return static_cast<int32_t>(kErrorAccessDenied);
+  }
+  registry.erase(key);
+  SetError(kErrorSuccess);
+  return 0;
+}
+
 }  // namespace platform

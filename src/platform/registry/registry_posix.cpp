@@ -17,6 +17,7 @@ class PosixRegistry final : public Registry {
   int32_t ShSetValue(Hive hive, const std::u16string& subKey, const std::u16string& valueName, uint32_t type,
                      const std::vector<uint8_t>& data) override;
   int32_t ShDeleteValue(Hive hive, const std::u16string& subKey, const std::u16string& valueName) override;
+  int32_t ShDeleteEmptyKey(Hive hive, const std::u16string& subKey) override;
 };
 
 template <>
@@ -55,6 +56,11 @@ int32_t PosixRegistry::ShSetValue(Hive, const std::u16string&, const std::u16str
 }
 
 int32_t PosixRegistry::ShDeleteValue(Hive, const std::u16string&, const std::u16string&) {
+  posix::SetError(kErrorFileNotFound);
+  return static_cast<int32_t>(kErrorFileNotFound);
+}
+
+int32_t PosixRegistry::ShDeleteEmptyKey(Hive, const std::u16string&) {
   posix::SetError(kErrorFileNotFound);
   return static_cast<int32_t>(kErrorFileNotFound);
 }

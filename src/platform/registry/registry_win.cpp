@@ -21,6 +21,7 @@ class WinRegistry final : public Registry {
   int32_t ShSetValue(Hive hive, const std::u16string& subKey, const std::u16string& valueName, uint32_t type,
                      const std::vector<uint8_t>& data) override;
   int32_t ShDeleteValue(Hive hive, const std::u16string& subKey, const std::u16string& valueName) override;
+  int32_t ShDeleteEmptyKey(Hive hive, const std::u16string& subKey) override;
 };
 
 template <>
@@ -71,6 +72,10 @@ int32_t WinRegistry::ShSetValue(Hive hive, const std::u16string& subKey, const s
 
 int32_t WinRegistry::ShDeleteValue(Hive hive, const std::u16string& subKey, const std::u16string& valueName) {
   return ::SHDeleteValueW(RootKey(hive), AsWide(subKey), AsWide(valueName));
+}
+
+int32_t WinRegistry::ShDeleteEmptyKey(Hive hive, const std::u16string& subKey) {
+  return ::SHDeleteEmptyKeyW(RootKey(hive), AsWide(subKey));
 }
 
 }  // namespace platform
