@@ -113,26 +113,35 @@ DirIndex* List(const std::string& dir, const struct stat& st) {
 
 }  // namespace
 
+namespace {
+
+enum class Found { kYes, kNo, kGone };
+
+// The first name in `index` that folds to `folded`, checked to exist now;
+// kGone when the index names one that is no longer there.
+Found FindIn(const DirIndex& index, const std::string& dir, const std::string& folded, std::string* match) {
+  const auto found = index.byFolded.find(folded);
+  if (found == index.byFolded.end()) return Found::kNo;
+  struct stat entry;
+  if (::lstat(Join(dir, found->second.front()).c_str(), &entry) != 0) return Found::kGone;
+  *match = found->second.front();
+  return Found::kYes;
+}
+
+}  // namespace
+
 bool FindNameIgnoringCase(const std::string& dir, const std::string& name, std::string* match) {
   struct stat st;
   if (::stat(dir.empty() ? "." : dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return false;
   const std::string folded = Folded(name);
-  DirIndex* index = Lookup(dir);
-  const bool fresh = index == nullptr || !SameState(*index, st);
-  if (fresh) index = List(dir, st);
-  for (int attempt = 0; index != nullptr && attempt < 2; ++attempt) {
-    const auto found = index->byFolded.find(folded);
-    if (found == index->byFolded.end()) return false;
-    struct stat entry;
-    if (::lstat(Join(dir, found->second.front()).c_str(), &entry) == 0) {
-      *match = found->second.front();
-      return true;
-    }
-    // Gone behind the index's back in the same tick: list once more.
-    if (fresh || attempt == 1) return false;
-    index = List(dir, st);
+  const DirIndex* index = Lookup(dir);
+  if (index != nullptr && SameState(*index, st)) {
+    const Found found = FindIn(*index, dir, folded, match);
+    // A name gone behind the index's back within the same tick: list again.
+    if (found != Found::kGone) return found == Found::kYes;
   }
-  return false;
+  index = List(dir, st);
+  return index != nullptr && FindIn(*index, dir, folded, match) == Found::kYes;
 }
 
 namespace {

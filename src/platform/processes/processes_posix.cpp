@@ -8,7 +8,6 @@
 // own Terminate, which reports the code Terminate was given.
 #include "platform/processes/processes_posix.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
