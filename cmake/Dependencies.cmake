@@ -16,9 +16,12 @@ if(ORVANE_WINDOWS)
   # zlib goes into the executable too: no zlib1.dll beside it.
   set(ZLIB_USE_STATIC_LIBS ON)
 
-  set(ORVANE_PLATFORM_SYSTEM_LIBS bcrypt crypt32 wintrust ole32 oleaux32 shlwapi shell32 user32 advapi32 version)
-  list(REMOVE_ITEM ORVANE_PLATFORM_SYSTEM_LIBS oleaux32)
-  list(APPEND ORVANE_PLATFORM_SYSTEM_LIBS oleaut32 uuid)
+  # The libraries a start needs are imported. bcrypt, crypt32, wintrust,
+  # oleaut32 and version serve only the work after the start and the broker:
+  # the backend looks their functions up on first use
+  # (src/platform/system_library_win.h), so none of them is mapped before the
+  # application runs.
+  set(ORVANE_PLATFORM_SYSTEM_LIBS ole32 shlwapi shell32 user32 advapi32 uuid)
 else()
   find_path(ORVANE_CJSON_INCLUDE cjson/cJSON.h REQUIRED)
   find_library(ORVANE_CJSON_LIB cjson REQUIRED)

@@ -6,6 +6,7 @@
 #include <mscat.h>
 
 #include "platform/code_trust/code_trust.h"
+#include "platform/system_library_win.h"
 #include "platform/text/win_text.h"
 
 namespace platform {
@@ -24,6 +25,18 @@ GUID DriverActionVerify() {
 // WTD_CACHE_ONLY_URL_RETRIEVAL.
 constexpr DWORD kCacheOnlyUrlRetrieval = 0x1000;
 
+// Trust is checked after the start or in the broker: its libraries are
+// looked up when first needed.
+#define WINTRUST_PROC(function) ORVANE_SYSTEM_PROC(L"wintrust.dll", function)
+
+// WinVerifyTrust, or the HRESULT of the lookup's failure where the system
+// lacks it: never a success.
+LONG CallVerifyTrust(HWND window, GUID* action, WINTRUST_DATA* data) {
+  auto* verify = WINTRUST_PROC(WinVerifyTrust);
+  if (verify == nullptr) return HRESULT_FROM_WIN32(::GetLastError());
+  return verify(window, action, data);
+}
+
 // WinVerifyTrust(null window, WINTRUST_ACTION_GENERIC_VERIFY_V2) on a file
 // with no UI and no revocation check; the state it leaves, when asked for.
 LONG VerifyFile(const std::u16string& path, DWORD stateAction, DWORD provFlags, HANDLE* state) {
@@ -39,7 +52,7 @@ LONG VerifyFile(const std::u16string& path, DWORD stateAction, DWORD provFlags, 
   data.dwStateAction = stateAction;
   data.dwProvFlags = provFlags;
   GUID action = GenericVerifyV2();
-  const LONG status = ::WinVerifyTrust(nullptr, &action, &data);
+  const LONG status = CallVerifyTrust(nullptr, &action, &data);
   if (state != nullptr) *state = data.hWVTStateData;
   return status;
 }
@@ -56,7 +69,9 @@ class WinCodeTrust final : public CodeTrust {
   SignerPath SignerPathOf(TrustState state) override {
     SignerPath path;
     if (state == nullptr) return path;
-    CRYPT_PROVIDER_DATA* provider = ::WTHelperProvDataFromStateData(static_cast<HANDLE>(state));
+    auto* providerOf = WINTRUST_PROC(WTHelperProvDataFromStateData);
+    if (providerOf == nullptr) return path;
+    CRYPT_PROVIDER_DATA* provider = providerOf(static_cast<HANDLE>(state));
     if (provider == nullptr) return path;
     path.providerData = true;
     path.signerCount = provider->csSigners;
@@ -77,8 +92,10 @@ class WinCodeTrust final : public CodeTrust {
   }
 
   uint32_t CertSimpleDisplayName(CertHandle certificate, char16_t* buffer, uint32_t capacity) override {
-    return ::CertGetNameStringW(static_cast<PCCERT_CONTEXT>(certificate), CERT_NAME_SIMPLE_DISPLAY_TYPE, 0,
-                                nullptr, reinterpret_cast<wchar_t*>(buffer), capacity);
+    auto* nameOf = ORVANE_SYSTEM_PROC(L"crypt32.dll", CertGetNameStringW);
+    if (nameOf == nullptr) return 0;
+    return nameOf(static_cast<PCCERT_CONTEXT>(certificate), CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr,
+                  reinterpret_cast<wchar_t*>(buffer), capacity);
   }
 
   int32_t CloseVerifyState(TrustState state) override {
@@ -87,7 +104,7 @@ class WinCodeTrust final : public CodeTrust {
     data.hWVTStateData = static_cast<HANDLE>(state);
     data.dwStateAction = WTD_STATEACTION_CLOSE;
     GUID action = GenericVerifyV2();
-    return ::WinVerifyTrust(nullptr, &action, &data);
+    return CallVerifyTrust(nullptr, &action, &data);
   }
 
   int32_t VerifyFileEmbedded(const std::u16string& path) override {
@@ -97,13 +114,15 @@ class WinCodeTrust final : public CodeTrust {
   bool AcquireCatalogAdmin(CatalogAdmin* admin) override {
     GUID action = DriverActionVerify();
     HCATADMIN context = nullptr;
-    const BOOL ok = ::CryptCATAdminAcquireContext(&context, &action, 0);
+    auto* acquire = WINTRUST_PROC(CryptCATAdminAcquireContext);
+    const BOOL ok = acquire != nullptr && acquire(&context, &action, 0);
     *admin = ok ? context : nullptr;
     return ok != FALSE;
   }
 
   bool ReleaseCatalogAdmin(CatalogAdmin admin) override {
-    return ::CryptCATAdminReleaseContext(static_cast<HCATADMIN>(admin), 0) != FALSE;
+    auto* release = WINTRUST_PROC(CryptCATAdminReleaseContext);
+    return release != nullptr && release(static_cast<HCATADMIN>(admin), 0) != FALSE;
   }
 
   Handle OpenFileForHash(const std::u16string& path) override {
@@ -115,7 +134,8 @@ class WinCodeTrust final : public CodeTrust {
 
   bool CalcHashFromFile(Handle file, uint32_t* size, uint8_t* hash) override {
     DWORD bytes = *size;
-    const BOOL ok = ::CryptCATAdminCalcHashFromFileHandle(static_cast<HANDLE>(file), &bytes, hash, 0);
+    auto* calc = WINTRUST_PROC(CryptCATAdminCalcHashFromFileHandle);
+    const BOOL ok = calc != nullptr && calc(static_cast<HANDLE>(file), &bytes, hash, 0);
     *size = bytes;
     return ok != FALSE;
   }
@@ -123,8 +143,10 @@ class WinCodeTrust final : public CodeTrust {
   CatalogInfo NextCatalogForHash(CatalogAdmin admin, const uint8_t* hash, uint32_t size,
                                  CatalogInfo* previous) override {
     HCATINFO prior = static_cast<HCATINFO>(*previous);
-    HCATINFO next = ::CryptCATAdminEnumCatalogFromHash(static_cast<HCATADMIN>(admin), const_cast<BYTE*>(hash),
-                                                       size, 0, prior != nullptr ? &prior : nullptr);
+    auto* enumerate = WINTRUST_PROC(CryptCATAdminEnumCatalogFromHash);
+    if (enumerate == nullptr) return nullptr;
+    HCATINFO next = enumerate(static_cast<HCATADMIN>(admin), const_cast<BYTE*>(hash), size, 0,
+                              prior != nullptr ? &prior : nullptr);
     *previous = prior;
     return next;
   }
@@ -132,7 +154,8 @@ class WinCodeTrust final : public CodeTrust {
   bool CatalogFileOf(CatalogInfo catalog, std::u16string* catalogFile) override {
     CATALOG_INFO info = {};
     info.cbStruct = sizeof(info);
-    if (!::CryptCATCatalogInfoFromContext(static_cast<HCATINFO>(catalog), &info, 0)) return false;
+    auto* infoOf = WINTRUST_PROC(CryptCATCatalogInfoFromContext);
+    if (infoOf == nullptr || !infoOf(static_cast<HCATINFO>(catalog), &info, 0)) return false;
     *catalogFile = FromWide(info.wszCatalogFile);
     return true;
   }
@@ -160,12 +183,13 @@ class WinCodeTrust final : public CodeTrust {
     data.dwStateAction = 0;
     data.dwProvFlags = kCacheOnlyUrlRetrieval;
     GUID action = DriverActionVerify();
-    return ::WinVerifyTrust(static_cast<HWND>(INVALID_HANDLE_VALUE), &action, &data);
+    return CallVerifyTrust(static_cast<HWND>(INVALID_HANDLE_VALUE), &action, &data);
   }
 
   bool ReleaseCatalog(CatalogAdmin admin, CatalogInfo catalog) override {
-    return ::CryptCATAdminReleaseCatalogContext(static_cast<HCATADMIN>(admin), static_cast<HCATINFO>(catalog), 0) !=
-           FALSE;
+    auto* release = WINTRUST_PROC(CryptCATAdminReleaseCatalogContext);
+    return release != nullptr &&
+           release(static_cast<HCATADMIN>(admin), static_cast<HCATINFO>(catalog), 0) != FALSE;
   }
 };
 

@@ -5,8 +5,15 @@
 #include <wincrypt.h>
 
 #include "platform/crypto/crypto.h"
+#include "platform/system_library_win.h"
 
 namespace platform {
+
+using win::kStatusEntryPointNotFound;
+
+// The report is encrypted after the start: crypt32 is looked up when first
+// needed, as bcrypt is.
+#define CRYPT32_PROC(function) ORVANE_SYSTEM_PROC(L"crypt32.dll", function)
 
 class WinCrypto final : public Crypto {
  public:
@@ -30,22 +37,25 @@ Crypto& NativeService<Crypto>() {
 
 int32_t WinCrypto::OpenRsaProvider(CryptoHandle* provider) {
   BCRYPT_ALG_HANDLE handle = nullptr;
-  NTSTATUS status = ::BCryptOpenAlgorithmProvider(&handle, BCRYPT_RSA_ALGORITHM, nullptr, 0);
+  auto* open = BCRYPT_PROC(BCryptOpenAlgorithmProvider);
+  NTSTATUS status = open != nullptr ? open(&handle, BCRYPT_RSA_ALGORITHM, nullptr, 0) : kStatusEntryPointNotFound;
   *provider = handle;
   return status;
 }
 
 bool WinCrypto::PemToDer(const char* pem, uint8_t* buffer, uint32_t* size) {
   DWORD length = *size;
-  BOOL ok = ::CryptStringToBinaryA(pem, 0, CRYPT_STRING_BASE64HEADER, buffer, &length, nullptr, nullptr);
+  auto* decode = CRYPT32_PROC(CryptStringToBinaryA);
+  BOOL ok = decode != nullptr && decode(pem, 0, CRYPT_STRING_BASE64HEADER, buffer, &length, nullptr, nullptr);
   *size = length;
   return ok != FALSE;
 }
 
 bool WinCrypto::DecodeRsaPublicKey(const uint8_t* der, uint32_t derSize, uint8_t* buffer, uint32_t* size) {
   DWORD length = *size;
-  BOOL ok = ::CryptDecodeObjectEx(X509_ASN_ENCODING, CNG_RSA_PUBLIC_KEY_BLOB, der, derSize, 0, nullptr, buffer,
-                                  &length);
+  auto* decode = CRYPT32_PROC(CryptDecodeObjectEx);
+  BOOL ok = decode != nullptr &&
+            decode(X509_ASN_ENCODING, CNG_RSA_PUBLIC_KEY_BLOB, der, derSize, 0, nullptr, buffer, &length);
   *size = length;
   return ok != FALSE;
 }
@@ -57,8 +67,10 @@ void WinCrypto::HeapRelease(void* block) { ::HeapFree(::GetProcessHeap(), 0, blo
 int32_t WinCrypto::ImportRsaPublicKey(CryptoHandle provider, const uint8_t* blob, uint32_t blobSize,
                                       CryptoHandle* key) {
   BCRYPT_KEY_HANDLE handle = nullptr;
-  NTSTATUS status = ::BCryptImportKeyPair(provider, nullptr, BCRYPT_RSAPUBLIC_BLOB, &handle,
-                                          const_cast<PUCHAR>(blob), blobSize, 0);
+  auto* import = BCRYPT_PROC(BCryptImportKeyPair);
+  NTSTATUS status = import != nullptr ? import(provider, nullptr, BCRYPT_RSAPUBLIC_BLOB, &handle,
+                                               const_cast<PUCHAR>(blob), blobSize, 0)
+                                      : kStatusEntryPointNotFound;
   *key = handle;
   return status;
 }
@@ -66,14 +78,22 @@ int32_t WinCrypto::ImportRsaPublicKey(CryptoHandle provider, const uint8_t* blob
 int32_t WinCrypto::RsaEncrypt(CryptoHandle key, const uint8_t* input, uint32_t inputSize, uint8_t* output,
                               uint32_t outputSize, uint32_t* result, uint32_t flags) {
   ULONG written = 0;
-  NTSTATUS status = ::BCryptEncrypt(key, const_cast<PUCHAR>(input), inputSize, nullptr, nullptr, 0, output,
-                                    outputSize, &written, flags);
+  auto* encrypt = BCRYPT_PROC(BCryptEncrypt);
+  NTSTATUS status = encrypt != nullptr ? encrypt(key, const_cast<PUCHAR>(input), inputSize, nullptr, nullptr, 0,
+                                                 output, outputSize, &written, flags)
+                                       : kStatusEntryPointNotFound;
   *result = written;
   return status;
 }
 
-int32_t WinCrypto::DestroyKey(CryptoHandle key) { return ::BCryptDestroyKey(key); }
+int32_t WinCrypto::DestroyKey(CryptoHandle key) {
+  auto* destroy = BCRYPT_PROC(BCryptDestroyKey);
+  return destroy != nullptr ? destroy(key) : kStatusEntryPointNotFound;
+}
 
-int32_t WinCrypto::CloseProvider(CryptoHandle provider) { return ::BCryptCloseAlgorithmProvider(provider, 0); }
+int32_t WinCrypto::CloseProvider(CryptoHandle provider) {
+  auto* close = BCRYPT_PROC(BCryptCloseAlgorithmProvider);
+  return close != nullptr ? close(provider, 0) : kStatusEntryPointNotFound;
+}
 
 }  // namespace platform

@@ -2,6 +2,7 @@
 #include <oleauto.h>
 #include <taskschd.h>
 
+#include "platform/system_library_win.h"
 #include "platform/tasks/task_scheduler.h"
 #include "platform/text/win_text.h"
 
@@ -13,11 +14,45 @@ const CLSID kClsidTaskScheduler = {0x0F87369F, 0xA4E5, 0x4CFC, {0xBD, 0x3E, 0x73
 const IID kIidTaskService = {0x2FABA4C7, 0x4DA9, 0x4013, {0x96, 0x97, 0x20, 0xCC, 0x3F, 0xD4, 0x0F, 0x85}};
 const IID kIidExecAction = {0x4C3D624D, 0xFD6B, 0x49A3, {0xB9, 0xB7, 0x09, 0xCB, 0x3C, 0xD3, 0xF0, 0x47}};
 
+// The task is registered after the start: oleaut32's string and variant
+// calls are looked up when first needed. Without them a string is null and
+// the task service's call fails with its own error.
+#define OLEAUT_PROC(function) ORVANE_SYSTEM_PROC(L"oleaut32.dll", function)
+
+BSTR AllocString(const wchar_t* text) {
+  auto* alloc = OLEAUT_PROC(SysAllocString);
+  return alloc != nullptr ? alloc(text) : nullptr;
+}
+
+void FreeString(BSTR text) {
+  auto* release = OLEAUT_PROC(SysFreeString);
+  if (release != nullptr) release(text);
+}
+
+UINT StringLength(BSTR text) {
+  auto* length = OLEAUT_PROC(SysStringLen);
+  return length != nullptr ? length(text) : 0;
+}
+
+void InitVariant(VARIANT* variant) {
+  auto* init = OLEAUT_PROC(VariantInit);
+  if (init != nullptr) {
+    init(variant);
+  } else {
+    variant->vt = VT_EMPTY;
+  }
+}
+
+void ClearVariant(VARIANT* variant) {
+  auto* clear = OLEAUT_PROC(VariantClear);
+  if (clear != nullptr) clear(variant);
+}
+
 // A BSTR for the length of one call.
 class Bstr {
  public:
-  explicit Bstr(const std::u16string& text) : value_(::SysAllocString(AsWide(text))) {}
-  ~Bstr() { ::SysFreeString(value_); }
+  explicit Bstr(const std::u16string& text) : value_(AllocString(AsWide(text))) {}
+  ~Bstr() { FreeString(value_); }
   Bstr(const Bstr&) = delete;
   Bstr& operator=(const Bstr&) = delete;
   BSTR get() const { return value_; }
@@ -48,7 +83,7 @@ class WinTaskScheduler final : public TaskScheduler {
   }
   int32_t Connect(TaskObject service) override {
     VARIANT empty;
-    ::VariantInit(&empty);
+    InitVariant(&empty);
     return As<ITaskService>(service)->Connect(empty, empty, empty, empty);
   }
   int32_t GetFolder(TaskObject service, const std::u16string& path, TaskObject* folder) override {
@@ -140,15 +175,15 @@ class WinTaskScheduler final : public TaskScheduler {
                                  TaskObject* registered) override {
     Bstr bname(name);
     VARIANT user;
-    ::VariantInit(&user);
+    InitVariant(&user);
     user.vt = VT_BSTR;
-    user.bstrVal = ::SysAllocString(AsWide(userId));
+    user.bstrVal = AllocString(AsWide(userId));
     VARIANT password;
-    ::VariantInit(&password);
+    InitVariant(&password);
     VARIANT descriptor;
-    ::VariantInit(&descriptor);
+    InitVariant(&descriptor);
     descriptor.vt = VT_BSTR;
-    descriptor.bstrVal = ::SysAllocString(AsWide(sddl));
+    descriptor.bstrVal = AllocString(AsWide(sddl));
     HRESULT hr = E_OUTOFMEMORY;
     IRegisteredTask* result = nullptr;
     if (user.bstrVal != nullptr && descriptor.bstrVal != nullptr) {
@@ -156,8 +191,8 @@ class WinTaskScheduler final : public TaskScheduler {
                                                            password, static_cast<TASK_LOGON_TYPE>(logonType),
                                                            descriptor, &result);
     }
-    ::VariantClear(&user);
-    ::VariantClear(&descriptor);
+    ClearVariant(&user);
+    ClearVariant(&descriptor);
     *registered = result;
     return hr;
   }
@@ -185,15 +220,15 @@ class WinTaskScheduler final : public TaskScheduler {
     const HRESULT hr = As<IExecAction>(execAction)->get_Path(&result);
     path->clear();
     if (result != nullptr) {
-      path->assign(reinterpret_cast<const char16_t*>(result), ::SysStringLen(result));
-      ::SysFreeString(result);
+      path->assign(reinterpret_cast<const char16_t*>(result), StringLength(result));
+      FreeString(result);
     }
     return hr;
   }
   int32_t RunTask(TaskObject registered, const std::u16string& parameter, TaskObject* running) override {
     Bstr text(parameter);
     VARIANT argument;
-    ::VariantInit(&argument);
+    InitVariant(&argument);
     argument.vt = VT_BSTR;
     argument.bstrVal = text.get();  // still owned by `text`
     IRunningTask* result = nullptr;
