@@ -60,6 +60,10 @@ std::string ResolveCase(const std::string& path);
 // ToPosixPath followed by ResolveCase.
 bool ResolvePath(const std::u16string& path, std::string* out);
 
+// The same, and whether the resolved path exists now (as a link, file,
+// directory or anything else): the resolution has just looked.
+bool ResolvePath(const std::u16string& path, std::string* out, bool* exists);
+
 // True if the parent directory of `posixPath` exists (decides 2 against 3).
 bool ParentExists(const std::string& posixPath);
 

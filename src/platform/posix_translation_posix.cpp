@@ -99,14 +99,16 @@ std::u16string FromPosixPath(const std::string& path) {
 
 namespace {
 
-// Resolves `path` (no trailing slash) and tells whether the result exists.
-std::string ResolveExisting(const std::string& path, bool* exists) {
-  struct stat st;
-  if (::lstat(path.c_str(), &st) == 0) {
+// Resolves `path` (no trailing slash) and tells whether the result exists;
+// when it does, `state` is what an lstat of the result answered, or has its
+// mode cleared where no lstat of the result was made.
+std::string ResolveExisting(const std::string& path, bool* exists, struct stat* state) {
+  if (::lstat(path.c_str(), state) == 0) {
     *exists = true;
     return path;
   }
   *exists = false;
+  state->st_mode = 0;
   const size_t slash = path.rfind('/');
   std::string parent;
   std::string name;
@@ -119,38 +121,62 @@ std::string ResolveExisting(const std::string& path, bool* exists) {
   if (name.empty() || name == "." || name == "..") return path;
 
   std::string resolvedParent = parent;
+  struct stat parentState;
+  parentState.st_mode = 0;
   if (!parent.empty()) {
     bool parentExists = false;
-    resolvedParent = ResolveExisting(parent, &parentExists);
+    resolvedParent = ResolveExisting(parent, &parentExists, &parentState);
     if (!parentExists) return resolvedParent + "/" + name;
   }
   const std::string joined = resolvedParent.empty()  ? name
                              : resolvedParent == "/" ? "/" + name
                                                      : resolvedParent + "/" + name;
-  if (resolvedParent != parent && ::lstat(joined.c_str(), &st) == 0) {
+  if (resolvedParent != parent && ::lstat(joined.c_str(), state) == 0) {
     *exists = true;
     return joined;
   }
   std::string match;
-  if (!FindNameIgnoringCase(resolvedParent, name, &match)) return joined;
+  // The parent's lstat, when it names a directory itself (no link), is its
+  // state for the lookup.
+  if (!FindNameIgnoringCase(resolvedParent, name, &match, S_ISDIR(parentState.st_mode) ? &parentState : nullptr)) {
+    state->st_mode = 0;
+    return joined;
+  }
   *exists = true;
+  state->st_mode = 0;
   return resolvedParent.empty() ? match : resolvedParent == "/" ? "/" + match : resolvedParent + "/" + match;
 }
 
 }  // namespace
 
-std::string ResolveCase(const std::string& path) {
+namespace {
+
+std::string ResolveCase(const std::string& path, bool* exists) {
+  *exists = false;
   if (path.empty()) return path;
   size_t end = path.size();
   while (end > 1 && path[end - 1] == '/') --end;
   const std::string trailing = path.substr(end);
+  struct stat state;
+  return ResolveExisting(path.substr(0, end), exists, &state) + trailing;
+}
+
+}  // namespace
+
+std::string ResolveCase(const std::string& path) {
   bool exists = false;
-  return ResolveExisting(path.substr(0, end), &exists) + trailing;
+  return ResolveCase(path, &exists);
 }
 
 bool ResolvePath(const std::u16string& path, std::string* out) {
+  bool exists = false;
+  return ResolvePath(path, out, &exists);
+}
+
+bool ResolvePath(const std::u16string& path, std::string* out, bool* exists) {
+  *exists = false;
   if (!ToPosixPath(path, out)) return false;
-  *out = ResolveCase(*out);
+  *out = ResolveCase(*out, exists);
   return true;
 }
 

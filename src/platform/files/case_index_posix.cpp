@@ -2,6 +2,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <iterator>
+#include <list>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -13,9 +15,13 @@ namespace platform {
 namespace posix {
 namespace {
 
-// Directories indexed at once per thread: an extraction writes into one
-// directory at a time, a walk into a few levels.
-constexpr size_t kIndexedDirectories = 4;
+// Directories indexed at once per thread, and the names they may hold
+// together (a few MiB at most). An archive's items visit a few hundred
+// directories in turn, coming back to each again and again; an index of only
+// the last few would list each one anew on every visit. The least recently
+// used directory goes first; the one in use always stays, however large.
+constexpr size_t kIndexedDirectories = 1024;
+constexpr size_t kIndexedNames = size_t{1} << 16;
 
 struct DirIndex {
   std::string dir;
@@ -25,10 +31,13 @@ struct DirIndex {
   // Folded name -> the names that fold to it, in listing order (Linux may
   // hold "a" and "A" side by side; the first listed is the one found).
   std::unordered_map<std::string, std::vector<std::string>> byFolded;
+  size_t names = 0;
 };
 
 struct Indexes {
-  std::vector<DirIndex> dirs;  // most recently used last
+  std::list<DirIndex> recency;  // least recently used first
+  std::unordered_map<std::string, std::list<DirIndex>::iterator> byDir;
+  size_t names = 0;
   uint64_t listings = 0;
 };
 
@@ -72,19 +81,25 @@ void Split(const std::string& path, std::string* dir, std::string* name) {
   }
 }
 
-// The thread's index of `dir`, moved to the most recent place; null if none.
+// The thread's index of `dir`, made the most recently used; null if none.
 DirIndex* Lookup(const std::string& dir) {
-  std::vector<DirIndex>& dirs = ThreadIndexes().dirs;
-  for (size_t i = 0; i < dirs.size(); ++i) {
-    if (dirs[i].dir != dir) continue;
-    if (i + 1 != dirs.size()) {
-      DirIndex moved = std::move(dirs[i]);
-      dirs.erase(dirs.begin() + static_cast<std::ptrdiff_t>(i));
-      dirs.push_back(std::move(moved));
-    }
-    return &dirs.back();
+  Indexes& indexes = ThreadIndexes();
+  const auto found = indexes.byDir.find(dir);
+  if (found == indexes.byDir.end()) return nullptr;
+  indexes.recency.splice(indexes.recency.end(), indexes.recency, found->second);
+  return &indexes.recency.back();
+}
+
+// Keeps the index within its bounds, dropping the least recently used
+// directories; the most recent one stays.
+void Evict(Indexes& indexes) {
+  while (indexes.recency.size() > 1 &&
+         (indexes.recency.size() > kIndexedDirectories || indexes.names > kIndexedNames)) {
+    const DirIndex& oldest = indexes.recency.front();
+    indexes.names -= oldest.names;
+    indexes.byDir.erase(oldest.dir);
+    indexes.recency.pop_front();
   }
-  return nullptr;
 }
 
 // Lists `dir` afresh into its index. Null when it can't be read.
@@ -95,19 +110,24 @@ DirIndex* List(const std::string& dir, const struct stat& st) {
   ++indexes.listings;
   DirIndex* index = Lookup(dir);
   if (index == nullptr) {
-    if (indexes.dirs.size() == kIndexedDirectories) indexes.dirs.erase(indexes.dirs.begin());
-    indexes.dirs.emplace_back();
-    index = &indexes.dirs.back();
+    indexes.recency.emplace_back();
+    index = &indexes.recency.back();
     index->dir = dir;
+    indexes.byDir[dir] = std::prev(indexes.recency.end());
   }
+  indexes.names -= index->names;
   index->byFolded.clear();
+  index->names = 0;
   TakeState(index, st);
   while (const dirent* entry = ::readdir(stream)) {
     const std::string name = entry->d_name;
     if (name == "." || name == "..") continue;
     index->byFolded[Folded(name)].push_back(name);
+    ++index->names;
   }
   ::closedir(stream);
+  indexes.names += index->names;
+  Evict(indexes);
   return index;
 }
 
@@ -130,9 +150,14 @@ Found FindIn(const DirIndex& index, const std::string& dir, const std::string& f
 
 }  // namespace
 
-bool FindNameIgnoringCase(const std::string& dir, const std::string& name, std::string* match) {
+bool FindNameIgnoringCase(const std::string& dir, const std::string& name, std::string* match,
+                          const struct stat* dirState) {
   struct stat st;
-  if (::stat(dir.empty() ? "." : dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return false;
+  if (dirState != nullptr && S_ISDIR(dirState->st_mode)) {
+    st = *dirState;
+  } else if (::stat(dir.empty() ? "." : dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
+    return false;
+  }
   const std::string folded = Folded(name);
   const DirIndex* index = Lookup(dir);
   if (index != nullptr && SameState(*index, st)) {
@@ -162,9 +187,15 @@ void NoteChange(const std::string& posixPath, Change change) {
   }
   const std::string folded = Folded(name);
   std::vector<std::string>& names = index->byFolded[folded];
+  const size_t before = names.size();
   change(names, name);
+  const size_t after = names.size();
   if (names.empty()) index->byFolded.erase(folded);
+  index->names = index->names + after - before;
+  Indexes& indexes = ThreadIndexes();
+  indexes.names = indexes.names + after - before;
   TakeState(index, st);
+  Evict(indexes);
 }
 
 }  // namespace

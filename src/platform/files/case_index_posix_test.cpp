@@ -27,6 +27,12 @@ class CaseIndexTest : public ::testing::Test {
   }
   void TearDown() override { EXPECT_EQ(std::system(("rm -rf '" + dir_ + "'").c_str()), 0); }
   std::string P(const std::string& name) const { return dir_ + "/" + name; }
+  // The same path in the Windows form the backend is called with.
+  std::u16string W(const std::string& name) const {
+    std::u16string w = Utf8ToUtf16(P(name));
+    for (char16_t& c : w) c = c == u'/' ? u'\\' : c;
+    return w;
+  }
   void Touch(const std::string& name) { ::close(::open(P(name).c_str(), O_CREAT | O_WRONLY, 0644)); }
   // Moves the directory's modification time, as any change by another
   // process does once the file system's clock has ticked.
@@ -67,11 +73,6 @@ TEST_F(CaseIndexTest, AnswersAsAScanOfTheDirectoryWouldNow) {
 
 TEST_F(CaseIndexTest, ChangesMadeHereKeepTheIndexTrue) {
   Files& files = Service<Files>();
-  auto W = [this](const std::string& name) {
-    std::u16string w = Utf8ToUtf16(P(name));
-    for (char16_t& c : w) c = c == u'/' ? u'\\' : c;
-    return w;
-  };
   // Filling a directory of 2,000 files through the backend lists it about
   // once, not once a file: the lookup that used to scan the whole directory
   // for every new name made unpacking into one directory quadratic.
@@ -93,6 +94,25 @@ TEST_F(CaseIndexTest, ChangesMadeHereKeepTheIndexTrue) {
   ASSERT_EQ(files.MakeDirectoryTree(W("Sub/Deeper")), 0);
   EXPECT_EQ(Find("sub"), "Sub");
   EXPECT_LE(posix::CaseIndexListingsForTesting() - listed, 3u);
+}
+
+// An archive's items come back to the same few hundred directories again
+// and again (a file in each package, then the next file in each): each
+// directory is listed once, not on every visit.
+TEST_F(CaseIndexTest, DirectoriesVisitedInTurnAreListedOnceEach) {
+  Files& files = Service<Files>();
+  constexpr int kDirs = 300, kVisits = 5;
+  for (int d = 0; d < kDirs; ++d) ASSERT_EQ(files.MakeDirectoryTree(W("pkg" + std::to_string(d))), 0);
+  const uint64_t listed = posix::CaseIndexListingsForTesting();
+  for (int v = 0; v < kVisits; ++v) {
+    for (int d = 0; d < kDirs; ++d) {
+      std::FILE* f = files.OpenStream(W("pkg" + std::to_string(d) + "/f" + std::to_string(v)), "wb");
+      ASSERT_NE(f, nullptr);
+      std::fclose(f);
+    }
+  }
+  EXPECT_LE(posix::CaseIndexListingsForTesting() - listed, static_cast<uint64_t>(kDirs));
+  EXPECT_EQ(Find("PKG7"), "pkg7");
 }
 
 }  // namespace

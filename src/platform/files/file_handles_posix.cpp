@@ -209,7 +209,14 @@ class PosixFileHandles final : public FileHandles {
 
   bool CreateOneDirectory(const std::u16string& path) override {
     std::string p;
-    if (!posix::ResolvePath(path, &p)) return false;
+    bool exists = false;
+    if (!posix::ResolvePath(path, &p, &exists)) return false;
+    // Something of that name is there already: the answer mkdir would give
+    // (CreateDirectoryW's 183), without asking again.
+    if (exists) {
+      SetError(kErrorAlreadyExists);
+      return false;
+    }
     if (::mkdir(p.c_str(), 0777) != 0) {
       SetError(MapErrno(errno, p, true));
       return false;

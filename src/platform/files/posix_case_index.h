@@ -9,6 +9,8 @@
 // listed. Internal to src/platform.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <string>
 
@@ -26,7 +28,11 @@ namespace posix {
 // name another process adds within the same tick of the file system's clock
 // as a change this process has seen may be missed until the directory
 // changes again; the name as written is always looked at first.
-bool FindNameIgnoringCase(const std::string& dir, const std::string& name, std::string* match);
+//
+// `dirState`, when given, is what an lstat of `dir` has just answered; a
+// directory's state then spares the lookup its own look at `dir`.
+bool FindNameIgnoringCase(const std::string& dir, const std::string& name, std::string* match,
+                          const struct stat* dirState = nullptr);
 
 // This process has just made `posixPath` (a file, a directory, the target of
 // a rename) or removed it.
