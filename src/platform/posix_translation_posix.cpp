@@ -147,11 +147,8 @@ std::string ResolveExisting(const std::string& path, bool* exists, struct stat* 
   return resolvedParent.empty() ? match : resolvedParent == "/" ? "/" + match : resolvedParent + "/" + match;
 }
 
-}  // namespace
-
-namespace {
-
-std::string ResolveCase(const std::string& path, bool* exists) {
+// ResolveCase, telling whether the result exists now.
+std::string ResolveCaseAndLook(const std::string& path, bool* exists) {
   *exists = false;
   if (path.empty()) return path;
   size_t end = path.size();
@@ -165,7 +162,7 @@ std::string ResolveCase(const std::string& path, bool* exists) {
 
 std::string ResolveCase(const std::string& path) {
   bool exists = false;
-  return ResolveCase(path, &exists);
+  return ResolveCaseAndLook(path, &exists);
 }
 
 bool ResolvePath(const std::u16string& path, std::string* out) {
@@ -176,7 +173,7 @@ bool ResolvePath(const std::u16string& path, std::string* out) {
 bool ResolvePath(const std::u16string& path, std::string* out, bool* exists) {
   *exists = false;
   if (!ToPosixPath(path, out)) return false;
-  *out = ResolveCase(*out, exists);
+  *out = ResolveCaseAndLook(*out, exists);
   return true;
 }
 
