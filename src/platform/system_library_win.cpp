@@ -22,38 +22,12 @@ HMODULE LoadFromSystemDirectory(const wchar_t* library) {
   return ::LoadLibraryExW(path.c_str(), nullptr, 0);
 }
 
-// The few libraries looked up, each loaded once and kept for the process.
-// The toolkit's callers may be on several threads: the table has a lock.
-HMODULE Library(const wchar_t* library) {
-  struct Loaded {
-    const wchar_t* name;
-    HMODULE module;
-  };
-  static Loaded loaded[8] = {};
-  static SRWLOCK lock = SRWLOCK_INIT;
-  ::AcquireSRWLockExclusive(&lock);
-  HMODULE found = nullptr;
-  for (Loaded& entry : loaded) {
-    if (entry.name == nullptr) {
-      found = LoadFromSystemDirectory(library);
-      if (found != nullptr) entry = {library, found};
-      break;
-    }
-    if (entry.name == library || ::lstrcmpiW(entry.name, library) == 0) {
-      found = entry.module;
-      break;
-    }
-  }
-  // More libraries than slots: the loader counts the extra loads.
-  if (found == nullptr && loaded[7].name != nullptr) found = LoadFromSystemDirectory(library);
-  ::ReleaseSRWLockExclusive(&lock);
-  return found;
-}
-
 }  // namespace
 
 FARPROC SystemProcAddress(const wchar_t* library, const char* name) {
-  HMODULE module = Library(library);
+  // Each call site looks its function up once and keeps it; a library
+  // already loaded is only counted once more by the loader.
+  HMODULE module = LoadFromSystemDirectory(library);
   if (module == nullptr) {
     ::SetLastError(ERROR_MOD_NOT_FOUND);
     return nullptr;

@@ -12,8 +12,8 @@
 
 namespace platform::win {
 
-// `name` exported by `library` (loaded once from the system directory; the
-// text must live as long as the process, as a literal does), or
+// `name` exported by `library` (loaded from the system directory and kept
+// for the process), or
 // null with the thread's last error set: ERROR_MOD_NOT_FOUND when the library
 // cannot be loaded, ERROR_PROC_NOT_FOUND when it lacks the name.
 FARPROC SystemProcAddress(const wchar_t* library, const char* name);
